@@ -1,0 +1,37 @@
+// OrvGuiBase.h: the whole public interface of the base layer.
+//
+//   #include <orvgui/OrvGuiBase.h>
+//   using namespace OrvGuiBase;
+//   AnsiStr text = GetErrorMessage(0x80040154);   // "Class not registered (0x80040154/...)"
+#pragma once
+
+#include "base/core/ComTypes.h"
+#include "base/core/CrashGuard.h"
+#include "base/core/CriticalSection.h"
+#include "base/core/DebugAbort.h"
+#include "base/core/ErrorInfo.h"
+#include "base/core/ErrorMessage.h"
+#include "base/core/ExceptionFilter.h"
+#include "base/core/Export.h"
+#include "base/core/Init.h"
+#include "base/core/LastError.h"
+#include "base/core/LazyStatic.h"
+#include "base/core/LockInfo.h"
+#include "base/core/ParticleSettings.h"
+#include "base/core/Memory.h"
+#include "base/core/Reference.h"
+#include "base/core/ThreadData.h"
+#include "base/core/ThreadExit.h"
+#include "base/core/TimingData.h"
+#include "base/process/Account.h"
+#include "base/process/CommandLine.h"
+#include "base/process/Environment.h"
+#include "base/process/Module.h"
+#include "base/process/Setup.h"
+#include "base/process/SystemInfo.h"
+#include "base/registry/RegistryRoot.h"
+#include "base/text/AnsiStr.h"
+#include "base/text/Escapes.h"
+#include "base/text/Formatter.h"
+#include "base/time/Clock.h"
+#include "telemetry/Telemetry.h"

@@ -1,0 +1,18 @@
+// UpcallTelemetry.h: what the runtime core calls upward in the telemetry layer.
+//
+// The core reports lock contention and allocation trouble to telemetry, which sits above it.
+// These few declarations are the whole of that upward dependency; telemetry/Telemetry.h
+// includes this header and defines them.
+#pragma once
+
+#include "base/core/Export.h"
+
+// The library's own telemetry module, and its event numbers.
+inline constexpr int APM_MODULE_ORVGUI = 100;
+inline constexpr int APM_EVENT_LOCK_CONTENTION = 60;  // value 1 waiting, 2 acquired
+
+// APMIsModuleActive: whether events of the module are delivered (nonzero when active).
+ORVGUI_C_API int APMIsModuleActive(int module);
+// APMEventParam: sends an event of a module with a value and paramCount text parameters
+// (const char*, null read as "").
+ORVGUI_C_API void APMEventParam(int module, int event, int value, unsigned paramCount, ...);

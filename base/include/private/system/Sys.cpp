@@ -1,0 +1,69 @@
+// Sys.cpp: the platform layer's system calls.
+#include "private/system/Sys.h"
+
+#include <fcntl.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace OrvGuiBase::Sys {
+
+int Open(const char* path, int flags, mode_t mode) {
+  return RetryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, mode); });
+}
+
+int Close(int fd) { return ::close(fd); }  // never retried: the descriptor is gone either way
+
+ssize_t Read(int fd, void* buffer, size_t size) {
+  return RetryOnInterrupt([&] { return ::read(fd, buffer, size); });
+}
+
+bool WriteAll(int fd, const void* data, size_t size) {
+  const char* at = static_cast<const char*>(data);
+  while (size > 0) {
+    const ssize_t written = RetryOnInterrupt([&] { return ::write(fd, at, size); });
+    if (written <= 0) return false;
+    at += written;
+    size -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+bool ReadFile(const char* path, std::string& content) {
+  content.clear();
+  const int fd = Open(path, O_RDONLY);
+  if (fd < 0) return false;
+  char buffer[4096];
+  for (;;) {
+    const ssize_t got = Read(fd, buffer, sizeof buffer);
+    if (got < 0) {
+      const int error = errno;
+      Close(fd);
+      errno = error;
+      return false;
+    }
+    if (got == 0) break;
+    content.append(buffer, static_cast<size_t>(got));
+  }
+  Close(fd);
+  return true;
+}
+
+bool ReadLink(const char* path, std::string& target) {
+  char buffer[4096];
+  const ssize_t length = ::readlink(path, buffer, sizeof buffer);
+  if (length < 0) return false;
+  target.assign(buffer, static_cast<size_t>(length));
+  return true;
+}
+
+uint64_t HighResolutionTicks() {
+  timespec now;
+  if (clock_gettime(CLOCK_MONOTONIC, &now) != 0) return 0;
+  return static_cast<uint64_t>(now.tv_sec) * kHighResolutionFrequency + static_cast<uint64_t>(now.tv_nsec);
+}
+
+uint64_t HighResolutionTime(uint64_t ticks, uint64_t unit) {
+  return static_cast<uint64_t>(static_cast<unsigned __int128>(ticks) * unit / kHighResolutionFrequency);
+}
+
+}  // namespace OrvGuiBase::Sys

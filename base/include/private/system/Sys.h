@@ -1,0 +1,43 @@
+// Sys.h: the platform layer under the base library (never installed).
+//
+// System calls that the library makes in more than one place live here, retried on EINTR in
+// one spot, so that their error handling is written once and fault tests can reach them.
+// Every function leaves the system error number in errno (the last error) on failure.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace OrvGuiBase::Sys {
+
+// RetryOnInterrupt: calls f until it does not fail with EINTR.
+template <class F>
+auto RetryOnInterrupt(F f) -> decltype(f()) {
+  decltype(f()) result;
+  do {
+    result = f();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+int Open(const char* path, int flags, mode_t mode = 0);
+int Close(int fd);
+ssize_t Read(int fd, void* buffer, size_t size);
+// WriteAll: writes every byte (retrying short writes); false on failure.
+bool WriteAll(int fd, const void* data, size_t size);
+// ReadFile: the whole content of a (small, possibly /proc) file; false on failure.
+bool ReadFile(const char* path, std::string& content);
+// ReadLink: the target of a symbolic link; false on failure.
+bool ReadLink(const char* path, std::string& target);
+
+// The monotonic high-resolution clock: ticks are nanoseconds.
+inline constexpr uint64_t kHighResolutionFrequency = 1000000000u;
+uint64_t HighResolutionTicks();
+// HighResolutionTime: ticks expressed in 1/unit seconds (unit 1000 gives milliseconds).
+uint64_t HighResolutionTime(uint64_t ticks, uint64_t unit);
+
+}  // namespace OrvGuiBase::Sys

@@ -1,0 +1,30 @@
+# The shared library liborvgui.so (SONAME liborvgui.so.1).
+# Every .cpp below base/, trace/ and telemetry/ is part of it; headers sit beside their sources.
+find_package(Threads REQUIRED)
+
+file(GLOB_RECURSE ORVGUI_SOURCES CONFIGURE_DEPENDS
+  ${PROJECT_SOURCE_DIR}/base/*.cpp
+  ${PROJECT_SOURCE_DIR}/trace/*.cpp
+  ${PROJECT_SOURCE_DIR}/telemetry/*.cpp)
+
+add_library(orvgui SHARED ${ORVGUI_SOURCES})
+add_library(orvgui::orvgui ALIAS orvgui)
+set_target_properties(orvgui PROPERTIES
+  OUTPUT_NAME orvgui
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR}
+  CXX_VISIBILITY_PRESET hidden
+  VISIBILITY_INLINES_HIDDEN ON
+  EXPORT_NAME orvgui)
+target_compile_definitions(orvgui
+  PRIVATE ORVGUI_BUILDING_LIBRARY
+          ORVGUI_VERSION_TEXT="${PROJECT_VERSION}"
+          ORVGUI_DEBUG_FILE="liborvgui.so.${PROJECT_VERSION}.debug")
+target_include_directories(orvgui
+  PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/orvgui>
+  PRIVATE ${PROJECT_SOURCE_DIR}/base/include)
+target_link_libraries(orvgui PUBLIC Threads::Threads PRIVATE ${CMAKE_DL_LIBS})
+target_link_options(orvgui PRIVATE -Wl,--no-undefined)
+orvgui_warnings(orvgui)

@@ -1,0 +1,81 @@
+// Tests of the orvgui tool's contracts: help, version, errors, exit codes, info, demo, and the
+// environment that the library reads at load.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "TestProcess.h"
+
+namespace {
+
+ProcessResult Orvgui(std::vector<std::string> args, const std::vector<std::string>& env = {}) {
+  args.insert(args.begin(), ORVGUI_TEST_TOOL);
+  return RunProcess(args, env);
+}
+
+TEST(OrvguiTool, HelpVersionAndUsageErrors) {
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    const char* out;  // a text the standard output contains
+    const char* err;  // the exact standard error
+  };
+  const Case cases[] = {
+      {{"--help"}, 0, "usage: orvgui <command>", ""},
+      {{"--version"}, 0, "orvgui 1.", ""},
+      {{}, 2, "usage: orvgui <command>", ""},
+      {{"info", "--help"}, 0, "usage: orvgui info", ""},
+      {{"demo", "--help"}, 0, "usage: orvgui demo", ""},
+      {{"info", "--version"}, 0, "orvgui 1.", ""},
+      {{"frobnicate"}, 2, "", "orvgui: unknown command 'frobnicate' (see 'orvgui --help')\n"},
+      {{"info", "extra"}, 2, "", "orvgui info: unexpected argument 'extra'\n"},
+      {{"demo", "extra"}, 2, "", "orvgui demo: unexpected argument 'extra'\n"},
+  };
+  for (const Case& c : cases) {
+    const ProcessResult result = Orvgui(c.args);
+    std::string line;
+    for (const std::string& arg : c.args) line += arg + " ";
+    EXPECT_EQ(result.status, c.status) << line;
+    EXPECT_NE(result.out.find(c.out), std::string::npos) << line << result.out;
+    EXPECT_EQ(result.err, c.err) << line;
+  }
+}
+
+TEST(OrvguiTool, InfoReportsWhatTheEnvironmentSelects) {
+  const ProcessResult plain = Orvgui({"info"}, {"KRS_REGISTRY=/tmp/orvgui-test-registry", "KRS_USER=tester",
+                                                "LOGTYPE=Stderr", "THRESHOLD_SHORTCRITICALSECTION=12ms",
+                                                "THRESHOLD_MEDIUMCRITICALSECTION=4500"});
+  ASSERT_EQ(plain.status, 0) << plain.err;
+  EXPECT_EQ(LineWith(plain.out, "registry root: "), "/tmp/orvgui-test-registry");
+  EXPECT_EQ(LineWith(plain.out, "registry user: "), "tester");
+  EXPECT_EQ(LineWith(plain.out, "log type: "), "stderr");
+  EXPECT_EQ(LineWith(plain.out, "threshold short: "), "300") << "not a number: the default stays";
+  EXPECT_EQ(LineWith(plain.out, "threshold medium: "), "4500");
+  EXPECT_EQ(LineWith(plain.out, "threshold long: "), "30000");
+  EXPECT_EQ(LineWith(plain.out, "threshold unknown: "), "30000");
+  EXPECT_EQ(LineWith(plain.out, "particles: "), "yes");
+  EXPECT_EQ(LineWith(plain.out, "lock: LazyStatic "), "contentions=0 wait_ms=0 threshold_ms=300");
+  EXPECT_EQ(LineWith(plain.out, "build: orvgui "), std::string(LineWith(plain.out, "version: ")) + " liborvgui.so." +
+                                                       LineWith(plain.out, "version: ") + ".debug");
+
+  const ProcessResult defaults = Orvgui({"info"}, {"KRS_REGISTRY=", "KRS_USER="});
+  EXPECT_EQ(LineWith(defaults.out, "registry root: "), "/etc/quelvarn/settings") << "empty means unset";
+  EXPECT_NE(LineWith(defaults.out, "registry user: "), "");
+}
+
+TEST(OrvguiTool, ParticleReplacementDisablesOnEveryValue) {
+  for (const char* value : {"1", "on", "yes", "TRUE", "0", "off", ""}) {
+    const ProcessResult result = Orvgui({"info"}, {std::string("PARTICLEREPLACEMENT=") + value});
+    EXPECT_EQ(LineWith(result.out, "particles: "), "no (environment)") << "PARTICLEREPLACEMENT=" << value;
+  }
+}
+
+TEST(OrvguiTool, DemoRunsEveryStep) {
+  const ProcessResult result = Orvgui({"demo"});
+  EXPECT_EQ(result.status, 0) << result.out << result.err;
+  EXPECT_NE(result.out.find("demo complete"), std::string::npos);
+  EXPECT_EQ(result.out.find("FAIL"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("Lock duration exceeded threshold"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+// Main.cpp: orvgui, the command-line tool through which administrators and scripts reach the
+// library. Dispatches to the subcommands registered by the other files of this folder.
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+
+#include "base/core/Init.h"
+#include "tools/orvgui/Command.h"
+
+namespace OrvGuiTool {
+
+namespace {
+std::map<std::string, Subcommand>& Registry() {
+  static std::map<std::string, Subcommand> s_registry;
+  return s_registry;
+}
+
+void VPrintError(const char* sub, const char* format, va_list args) {
+  fprintf(stderr, "orvgui%s%s: ", sub != nullptr && *sub != 0 ? " " : "", sub != nullptr ? sub : "");
+  vfprintf(stderr, format, args);
+  fputc('\n', stderr);
+}
+
+void PrintToolHelp() {
+  printf(
+      "usage: orvgui <command> [options] [arguments]\n"
+      "       orvgui --help | --version\n"
+      "\n"
+      "The command-line face of liborvgui.\n"
+      "\n"
+      "commands:\n");
+  for (const Subcommand& command : GetSubcommands()) printf("  %-10s %s\n", command.name, command.summary);
+  printf(
+      "\n"
+      "Run 'orvgui <command> --help' for a command's options and output.\n"
+      "Every command writes errors as 'orvgui <command>: <message>' on standard error and exits\n"
+      "with 0 on success, 1 on failure and 2 on a usage error.\n");
+}
+}  // namespace
+
+SubcommandRegistration::SubcommandRegistration(const Subcommand& command) { Registry()[command.name] = command; }
+
+const std::vector<Subcommand>& GetSubcommands() {
+  static std::vector<Subcommand> s_list;
+  if (s_list.empty())
+    for (const auto& entry : Registry()) s_list.push_back(entry.second);
+  return s_list;
+}
+
+int Fail(const char* sub, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  VPrintError(sub, format, args);
+  va_end(args);
+  return kExitFailure;
+}
+
+int UsageError(const char* sub, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  VPrintError(sub, format, args);
+  va_end(args);
+  return kExitUsage;
+}
+
+bool IsHelpOption(const char* arg) { return strcmp(arg, "--help") == 0 || strcmp(arg, "-h") == 0; }
+bool IsVersionOption(const char* arg) { return strcmp(arg, "--version") == 0; }
+void PrintVersion() { printf("orvgui %s\n", OrvGuiBase::GetLibraryVersion()); }
+
+}  // namespace OrvGuiTool
+
+int main(int argc, char** argv) {
+  using namespace OrvGuiTool;
+  if (argc < 2) {
+    PrintToolHelp();
+    return kExitUsage;
+  }
+  if (IsHelpOption(argv[1])) {
+    PrintToolHelp();
+    return kExitSuccess;
+  }
+  if (IsVersionOption(argv[1])) {
+    PrintVersion();
+    return kExitSuccess;
+  }
+  const auto& registry = GetSubcommands();
+  for (const Subcommand& command : registry) {
+    if (strcmp(command.name, argv[1]) != 0) continue;
+    for (int i = 2; i < argc; ++i) {
+      if (strcmp(argv[i], "--") == 0) break;
+      if (IsHelpOption(argv[i])) {
+        fputs(command.usage, stdout);
+        return kExitSuccess;
+      }
+      if (IsVersionOption(argv[i])) {
+        PrintVersion();
+        return kExitSuccess;
+      }
+    }
+    return command.run(argc - 1, argv + 1);
+  }
+  return UsageError(nullptr, "unknown command '%s' (see 'orvgui --help')", argv[1]);
+}
