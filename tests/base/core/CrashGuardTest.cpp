@@ -15,7 +15,11 @@ namespace OrvGuiBase {
 namespace {
 
 volatile int g_zero = 0;
+volatile int g_quotient = 0;
+volatile int g_dividend = 7;
 volatile uintptr_t g_noOffset = 0;
+// A real division fault, not the sanitizer's report of one.
+__attribute__((no_sanitize_undefined, noinline)) int Divide(int a, int b) { return a / b; }
 // An address the compiler cannot see through, so the faulting read really happens.
 const volatile int* Wild(uintptr_t address) { return reinterpret_cast<const volatile int*>(address + g_noOffset); }
 
@@ -73,7 +77,7 @@ TEST(ExceptionFilterDeathTest, UnguardedFaultWritesACrashReport) {
   EXPECT_DEATH(
       { (void)*Wild(0x10); },
       "fatal signal 11 \\(SIGSEGV\\) at address 0x10 in process [0-9]+ \\(.*\\)\ncall stack:\n");
-  EXPECT_DEATH({ (void)(1 / g_zero); }, "fatal signal 8 \\(SIGFPE\\)");
+  EXPECT_DEATH({ g_quotient = Divide(g_dividend, g_zero); }, "fatal signal 8 \\(SIGFPE\\)");
 }
 
 void HostHandler(int signal) {
