@@ -17,7 +17,7 @@ all: build
 
 help:
 	@echo "make run        build, then run 'orvgui demo'"
-	@echo "make test       dev build + all tests, then the asan build + all tests"
+	@echo "make test       dev build + all tests, the asan build + all tests, the tsan build + concurrency tests"
 	@echo "make test-tsan  ThreadSanitizer build + the concurrency tests"
 	@echo "make bench      benchmarks beside their peers, with ratios"
 	@echo "make fuzz       each fuzz target for FUZZ_SECONDS seconds"
@@ -45,7 +45,7 @@ build: deps
 run: build
 	./build/dev/tools/orvgui/orvgui demo
 
-test: test-dev test-asan
+test: test-dev test-asan test-tsan
 
 test-dev: build
 	cd build/dev && $(CTEST)

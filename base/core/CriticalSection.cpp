@@ -68,8 +68,6 @@ CriticalSection::~CriticalSection() { DeleteCriticalSection(&m_mutex); }
 
 bool CriticalSection::TryEnter() { return TryEnterCriticalSection(&m_mutex); }
 
-void CriticalSection::Leave() { LeaveCriticalSection(&m_mutex); }
-
 void CriticalSection::EnterContended(const char* site) { WaitContended(&m_mutex, m_name, site); }
 
 namespace {

@@ -16,6 +16,8 @@
 
 #include <pthread.h>
 
+#include <cerrno>
+
 #include "base/core/Export.h"
 
 namespace OrvGuiBase {
@@ -35,8 +37,12 @@ class ORVGUI_API CriticalSection {
   }
   // TryEnter: true when the lock was taken; otherwise the error is the last error.
   bool TryEnter();
-  // Leave: release one level of the lock.
-  void Leave();
+  // Leave: release one level of the lock; an error (not held) is recorded as the last error.
+  void Leave() {
+    const int rc = pthread_mutex_unlock(&m_mutex);
+    if (rc != 0) [[unlikely]]
+      errno = rc;
+  }
 
   const char* GetName() const { return m_name; }
   pthread_mutex_t* GetMutex() { return &m_mutex; }

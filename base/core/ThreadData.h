@@ -76,8 +76,10 @@ class ThreadData {
     return s_fallback;
   }
 
-  static inline thread_local Record* t_record = nullptr;
-  static inline thread_local uint32_t t_state = 1;
+  // Initial-exec TLS: the library is loaded with the program, so its few words of per-thread
+  // state sit in the static TLS block and a lookup is one segment-relative load.
+  __attribute__((tls_model("initial-exec"))) static inline thread_local Record* t_record = nullptr;
+  __attribute__((tls_model("initial-exec"))) static inline thread_local uint32_t t_state = 1;
 };
 
 }  // namespace OrvGuiBase
