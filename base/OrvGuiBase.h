@@ -5,6 +5,7 @@
 //   AnsiStr text = GetErrorMessage(0x80040154);   // "Class not registered (0x80040154/...)"
 #pragma once
 
+#include "base/core/CallbackSlot.h"
 #include "base/core/ComTypes.h"
 #include "base/core/CrashGuard.h"
 #include "base/core/CriticalSection.h"

@@ -31,7 +31,8 @@ function(orvgui_add_test)
     ORVGUI_TEST_CORPUS="${PROJECT_SOURCE_DIR}/../shared/corpus"
     ORVGUI_TEST_TOOL="$<$<TARGET_EXISTS:orvgui-tool>:$<TARGET_FILE:orvgui-tool>>")
   orvgui_warnings(${T_NAME})
+  # Events of the tests go to standard error, not to the machine's system log.
   gtest_discover_tests(${T_NAME}
-    PROPERTIES LABELS "${T_LABELS}" TIMEOUT 120
+    PROPERTIES LABELS "${T_LABELS}" TIMEOUT 120 ENVIRONMENT "LOGTYPE=stderr"
     DISCOVERY_TIMEOUT 60)
 endfunction()

@@ -1,15 +1,15 @@
 // Telemetry.cpp: module switches and the event sink.
 //
 // The switches are one atomic flag per module, read without a lock on every report. The sink
-// and its context are swapped under a reader-writer lock, so a sink being replaced is never
-// called after APMSetEventSink returned.
+// lives in a CallbackSlot, so a sink being replaced is never called after APMSetEventSink
+// returned.
 #include "telemetry/Telemetry.h"
-
-#include <pthread.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+
+#include "base/core/CallbackSlot.h"
 
 namespace {
 
@@ -17,9 +17,7 @@ constexpr int kModules = 256;
 constexpr unsigned kMaxParams = 16;
 
 std::atomic<bool> g_active[kModules];
-pthread_rwlock_t g_sinkLock = PTHREAD_RWLOCK_INITIALIZER;
-APMEventSink g_sink = nullptr;
-void* g_sinkContext = nullptr;
+OrvGuiBase::CallbackSlot<APMEventSink> g_sink;
 
 }  // namespace
 
@@ -31,14 +29,7 @@ void APMSetModuleActive(int module, int active) {
   if (module >= 0 && module < kModules) g_active[module].store(active != 0, std::memory_order_relaxed);
 }
 
-APMEventSink APMSetEventSink(APMEventSink sink, void* context) {
-  pthread_rwlock_wrlock(&g_sinkLock);
-  APMEventSink previous = g_sink;
-  g_sink = sink;
-  g_sinkContext = context;
-  pthread_rwlock_unlock(&g_sinkLock);
-  return previous;
-}
+APMEventSink APMSetEventSink(APMEventSink sink, void* context) { return g_sink.Set(sink, context); }
 
 void APMEventParam(int module, int event, int value, unsigned paramCount, ...) {
   if (!APMIsModuleActive(module)) return;
@@ -52,8 +43,6 @@ void APMEventParam(int module, int event, int value, unsigned paramCount, ...) {
     params[i] = text != nullptr ? text : "";
   }
   va_end(args);
-  pthread_rwlock_rdlock(&g_sinkLock);
-  if (g_sink != nullptr) g_sink(module, event, value, params, paramCount, g_sinkContext);
-  pthread_rwlock_unlock(&g_sinkLock);
+  g_sink.Call(module, event, value, static_cast<const char* const*>(params), paramCount);
   errno = saved;
 }

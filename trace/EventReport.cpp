@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <string>
 
+#include "base/core/CallbackSlot.h"
 #include "base/core/LazyStatic.h"
 #include "base/process/Environment.h"
 #include "base/process/Module.h"
@@ -35,9 +36,7 @@ struct LogType {
 };
 OrvGuiBase::LazyStatic<LogType> g_logType;
 
-pthread_rwlock_t g_observerLock = PTHREAD_RWLOCK_INITIALIZER;
-EventObserver g_observer = nullptr;
-void* g_observerContext = nullptr;
+OrvGuiBase::CallbackSlot<EventObserver> g_observer;
 
 void AppendJsonString(std::string& out, const char* text) {
   out += '"';
@@ -155,14 +154,7 @@ const char* GetEventCategoryWord(unsigned category) {
   return category < 8 ? kWords[category] : "Unknown";
 }
 
-EventObserver SetEventObserver(EventObserver observer, void* context) {
-  pthread_rwlock_wrlock(&g_observerLock);
-  EventObserver previous = g_observer;
-  g_observer = observer;
-  g_observerContext = context;
-  pthread_rwlock_unlock(&g_observerLock);
-  return previous;
-}
+EventObserver SetEventObserver(EventObserver observer, void* context) { return g_observer.Set(observer, context); }
 
 void ReportEvent(const char* source, unsigned eventId, const char* message, const EventField* fields,
                  unsigned fieldCount, unsigned type, unsigned category) {
@@ -170,10 +162,7 @@ void ReportEvent(const char* source, unsigned eventId, const char* message, cons
   if (message == nullptr) message = "";
   if (fields == nullptr) fieldCount = 0;
   try {
-    pthread_rwlock_rdlock(&g_observerLock);
-    if (g_observer != nullptr)
-      g_observer(source, eventId, message, fields, fieldCount, type, category, g_observerContext);
-    pthread_rwlock_unlock(&g_observerLock);
+    g_observer.Call(source, eventId, message, fields, fieldCount, type, category);
     const std::string id = IdText(source, eventId);
     const unsigned logType = GetLogType();
     if (logType == 0) WriteSystemLog(id, message, fields, fieldCount, type);

@@ -49,21 +49,16 @@ const std::vector<Subcommand>& GetSubcommands() {
   return s_list;
 }
 
-int Fail(const char* sub, const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  VPrintError(sub, format, args);
-  va_end(args);
-  return kExitFailure;
-}
+#define ORVGUI_REPORT_AND_RETURN(status) \
+  va_list args;                                \
+  va_start(args, format);                      \
+  VPrintError(sub, format, args);              \
+  va_end(args);                                \
+  return status
 
-int UsageError(const char* sub, const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  VPrintError(sub, format, args);
-  va_end(args);
-  return kExitUsage;
-}
+int Fail(const char* sub, const char* format, ...) { ORVGUI_REPORT_AND_RETURN(kExitFailure); }
+int UsageError(const char* sub, const char* format, ...) { ORVGUI_REPORT_AND_RETURN(kExitUsage); }
+#undef ORVGUI_REPORT_AND_RETURN
 
 bool IsHelpOption(const char* arg) { return strcmp(arg, "--help") == 0 || strcmp(arg, "-h") == 0; }
 bool IsVersionOption(const char* arg) { return strcmp(arg, "--version") == 0; }
