@@ -110,7 +110,7 @@ struct ParticleManager {
   }
 };
 
-LazyStatic<ParticleManager> g_manager;
+constinit LazyStatic<ParticleManager> g_manager;
 std::atomic<Internal::ParticleBlockAllocator> g_blockAllocator{&malloc};
 
 // ParticleThreadItem: one thread's free list of one class.

@@ -43,7 +43,7 @@ struct CommandLine {
   }
 };
 
-LazyStatic<CommandLine> g_commandLine;
+constinit LazyStatic<CommandLine> g_commandLine;
 
 }  // namespace
 
