@@ -6,7 +6,8 @@
 // registers its destruction as it is made, process exit destroys them in reverse order.
 //
 //   1. publish the build identifier (GNU_DEBUGLINK_nnnnnn);
-//   2. the BaseInitializer body; the particle settings; the "LazyStatic" lock; the thread-exit registry; the
+//   2. the BaseInitializer body; the particle settings and the 128 size-class pools; the
+//      "LazyStatic" lock; the thread-exit registry; the
 //      "NonReentrantSection" and "LazyStaticInternal" locks; then the fatal-signal handlers.
 //
 // Later subsystems add their load-time statics to step 2 at their place in that order.
@@ -16,7 +17,7 @@
 #include "base/core/ExceptionFilter.h"
 #include "base/core/Init.h"
 #include "base/core/LockInfo.h"
-#include "base/core/ParticleSettings.h"
+#include "base/core/ParticleAllocator.h"
 #include "base/core/ThreadData.h"
 #include "base/core/ThreadExit.h"
 #include "base/process/Account.h"
@@ -61,6 +62,7 @@ struct LoadTimeSetUp {
     Internal::PublishBuildIdentifier();
     static BaseInitializer s_initializer;
     (void)UseParticles();
+    Internal::PrimeParticleManager();
     (void)GetLazyStaticLock();
     Internal::PrimeThreadExitRegistry();
     (void)GetNonReentrantSection();

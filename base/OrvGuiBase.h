@@ -18,6 +18,7 @@
 #include "base/core/LastError.h"
 #include "base/core/LazyStatic.h"
 #include "base/core/LockInfo.h"
+#include "base/core/ParticleAllocator.h"
 #include "base/core/ParticleSettings.h"
 #include "base/core/Memory.h"
 #include "base/core/Reference.h"

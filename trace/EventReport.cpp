@@ -34,7 +34,7 @@ struct LogType {
     else if (strcasecmp(text.GetStr(), "stderr") == 0) value = 2;
   }
 };
-OrvGuiBase::LazyStatic<LogType> g_logType;
+constinit OrvGuiBase::LazyStatic<LogType> g_logType;
 
 OrvGuiBase::CallbackSlot<EventObserver> g_observer;
 

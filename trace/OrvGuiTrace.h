@@ -7,3 +7,4 @@
 
 #include "base/OrvGuiBase.h"
 #include "trace/EventReport.h"
+#include "trace/Trace.h"

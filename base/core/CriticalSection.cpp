@@ -78,8 +78,8 @@ struct NonReentrantSection : CriticalSection {
 struct LazyStaticInternalLock : CriticalSection {
   LazyStaticInternalLock() : CriticalSection("LazyStaticInternal") {}
 };
-LazyStatic<NonReentrantSection> g_nonReentrant;
-LazyStatic<LazyStaticInternalLock> g_lazyStaticInternal;
+constinit LazyStatic<NonReentrantSection> g_nonReentrant;
+constinit LazyStatic<LazyStaticInternalLock> g_lazyStaticInternal;
 
 // After process-exit destruction these locks are gone; late callers get a lock that is never
 // destroyed, so they still exclude each other.

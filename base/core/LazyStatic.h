@@ -1,6 +1,6 @@
 // LazyStatic.h: the one lazy-static discipline of the library.
 //
-//   static LazyStatic<Registry> s_registry;           // constant-initialised, no load-time code
+//   constinit LazyStatic<Registry> s_registry;        // constant-initialised: no load-time code
 //   if (Registry* r = s_registry.Get()) r->Use();     // null once destroyed at process exit
 //
 // A LazyStatic holds the object's storage, a once-guard, a cached pointer and a 32-bit state
@@ -10,6 +10,9 @@
 // reverse order of their construction. The destructor first moves the state from 2 to 4 and
 // only then destroys the object, so that late callers (thread-exit handlers, other destructors)
 // see that the service is gone instead of touching freed memory.
+//
+// Declare every LazyStatic constinit: it must be constant-initialised, because the library's
+// load-time set-up uses lazy statics of other files before their dynamic initialisers would run.
 //
 // Depends on nothing but the C++ runtime.
 #pragma once
@@ -67,7 +70,7 @@ class LazyStatic {
       me->m_object.load(std::memory_order_acquire)->~T();
   }
 
-  alignas(T) unsigned char m_storage[sizeof(T)];
+  alignas(T) unsigned char m_storage[sizeof(T)] = {};
   std::atomic<T*> m_object{nullptr};
   std::atomic<uint32_t> m_state{kLazyNew};
   std::once_flag m_once;

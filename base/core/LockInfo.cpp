@@ -180,7 +180,7 @@ namespace {
 struct LazyStaticLock : LockInfo {
   LazyStaticLock() : LockInfo("LazyStatic") {}
 };
-LazyStatic<LazyStaticLock> g_lazyStaticLock;
+constinit LazyStatic<LazyStaticLock> g_lazyStaticLock;
 }  // namespace
 
 LockInfo& GetLazyStaticLock() {

@@ -36,7 +36,7 @@ struct UseParticlesInit {
   }
 };
 
-LazyStatic<UseParticlesInit> g_useParticles;
+constinit LazyStatic<UseParticlesInit> g_useParticles;
 
 }  // namespace
 

@@ -166,7 +166,7 @@ class ThreadExitRegistry {
   bool m_keyCreated = false;
 };
 
-LazyStatic<ThreadExitRegistry> g_registry;
+constinit LazyStatic<ThreadExitRegistry> g_registry;
 
 void RunThreadHandlers(void*) {
   if (ThreadExitRegistry* registry = g_registry.Get()) registry->Run(pthread_self(), nullptr);

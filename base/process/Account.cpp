@@ -28,7 +28,7 @@ struct ProcessUser {
   }
 };
 
-LazyStatic<ProcessUser> g_user;
+constinit LazyStatic<ProcessUser> g_user;
 
 }  // namespace
 

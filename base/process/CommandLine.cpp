@@ -1,7 +1,10 @@
 // CommandLine.cpp: /proc/self/cmdline, split at its NUL bytes.
 #include "base/process/CommandLine.h"
 
+#include <strings.h>
+
 #include <cerrno>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -40,7 +43,7 @@ struct CommandLine {
   }
 };
 
-LazyStatic<CommandLine> g_commandLine;
+constinit LazyStatic<CommandLine> g_commandLine;
 
 }  // namespace
 
@@ -57,6 +60,37 @@ unsigned GetCmdLineArgCount() {
 AnsiStr GetCmdLineArg(unsigned i) {
   const CommandLine* commandLine = g_commandLine.Get();
   return commandLine != nullptr && i < commandLine->args.size() ? commandLine->args[i] : AnsiStr();
+}
+
+namespace {
+// The option name of an argument ("-name", "--name=v", "/name"), with its inline value if any.
+bool SplitOption(const char* arg, std::string& name, std::string& value, bool& inlineValue) {
+  if (arg[0] == '-') arg += arg[1] == '-' ? 2 : 1;
+  else if (arg[0] == '/') arg += 1;
+  else return false;
+  const char* equals = strchr(arg, '=');
+  inlineValue = equals != nullptr;
+  name.assign(arg, equals != nullptr ? static_cast<size_t>(equals - arg) : strlen(arg));
+  value = equals != nullptr ? equals + 1 : "";
+  return !name.empty();
+}
+}  // namespace
+
+AnsiStr GetCmdLineOption(const char* name, const char* fallback) {
+  const CommandLine* commandLine = g_commandLine.Get();
+  if (commandLine == nullptr || name == nullptr) return AnsiStr(fallback);
+  const std::vector<AnsiStr>& args = commandLine->args;
+  for (size_t i = 1; i < args.size(); ++i) {
+    std::string option, value;
+    bool inlineValue = false;
+    if (!SplitOption(args[i].GetStr(), option, value, inlineValue) || strcasecmp(option.c_str(), name) != 0) continue;
+    if (inlineValue) return AnsiStr(value.data(), value.size());
+    std::string next, nextValue;
+    bool nextInline = false;
+    if (i + 1 < args.size() && !SplitOption(args[i + 1].GetStr(), next, nextValue, nextInline)) return args[i + 1];
+    return AnsiStr("");
+  }
+  return AnsiStr(fallback);
 }
 
 }  // namespace OrvGuiBase

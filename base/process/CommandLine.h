@@ -19,4 +19,10 @@ ORVGUI_API unsigned GetCmdLineArgCount();
 // GetCmdLineArg: argument i (0 is the program as started); empty past the end.
 ORVGUI_API AnsiStr GetCmdLineArg(unsigned i);
 
+// GetCmdLineOption: the value of an option of the command line, looked up without regard to
+// case; fallback when the option is not there. The spellings "-name value", "-name=value",
+// "--name value", "--name=value", "/name value" and "/name=value" are understood; an option
+// followed by nothing (or by another option) has the value "".
+ORVGUI_API AnsiStr GetCmdLineOption(const char* name, const char* fallback);
+
 }  // namespace OrvGuiBase

@@ -34,7 +34,7 @@ struct ModulePaths {
   }
 };
 
-LazyStatic<ModulePaths> g_paths;
+constinit LazyStatic<ModulePaths> g_paths;
 
 }  // namespace
 

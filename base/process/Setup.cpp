@@ -20,7 +20,7 @@ struct TimeZone {
     errno = saved;
   }
 };
-LazyStatic<TimeZone> g_timeZone;
+constinit LazyStatic<TimeZone> g_timeZone;
 }  // namespace
 
 int GetTimeZoneBias() { return g_timeZone.Get() ? g_timeZone.Get()->bias : 0; }

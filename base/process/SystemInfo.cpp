@@ -70,7 +70,7 @@ struct SystemInfo {
   }
 };
 
-LazyStatic<SystemInfo> g_system;
+constinit LazyStatic<SystemInfo> g_system;
 
 }  // namespace
 

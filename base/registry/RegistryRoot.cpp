@@ -25,7 +25,7 @@ struct RegistryRoots {
   }
 };
 
-LazyStatic<RegistryRoots> g_roots;
+constinit LazyStatic<RegistryRoots> g_roots;
 
 const RegistryRoots* Roots() { return g_roots.Get(); }
 

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "base/core/Memory.h"
+#include "base/core/ParticleAllocator.h"
 
 namespace OrvGuiBase {
 
@@ -32,7 +32,7 @@ AnsiStr::Imp* AnsiStr::Imp::Alloc(uint64_t capacity) {
     errno = ENOMEM;
     return nullptr;
   }
-  void* block = AllocSimple(size + 16);
+  void* block = AllocParticle(size + 16);
   if (block == nullptr) return nullptr;
   Imp* body = new (block) Imp;
   body->capacity = static_cast<uint32_t>(size);
@@ -42,8 +42,9 @@ AnsiStr::Imp* AnsiStr::Imp::Alloc(uint64_t capacity) {
 }
 
 void AnsiStr::Imp::Free(Imp* body) {
+  const size_t block = body->capacity + 16u;
   body->~Imp();
-  FreeSimple(body);
+  FreeParticle(block, body);
 }
 
 AnsiStr::AnsiStr(const char* text) {

@@ -1,9 +1,10 @@
 // ExitProbe: a host program that uses the library during process exit.
 //
 // main() gives the main thread a record whose release is printed. The closer releases it while
-// the library's statics are destroyed; the destructor function below runs after all of that
-// (the loader's finalisers come after every exit handler), where services must fall back
-// instead of touching freed memory. Each observation is one line on standard output.
+// the library's statics are destroyed; AfterTeardown runs after all of that, from the finaliser
+// of a helper library that the loader finalises after liborvgui (ExitLate.c), where services
+// must fall back instead of touching freed memory. Each observation is one line on standard
+// output.
 #include <cstdio>
 
 #include "base/core/ErrorMessage.h"
@@ -19,7 +20,9 @@ struct MainRecord {
 
 static void NeverRuns() { printf("handler registered after teardown ran\n"); }
 
-__attribute__((destructor)) static void AfterTeardown() {
+extern "C" void SetLateAction(void (*action)());
+
+static void AfterTeardown() {
   printf("registry valid: %d\n", IsThreadExitRegistryValid() ? 1 : 0);
   printf("register after teardown: %d\n", SetThreadExitHandler(&NeverRuns));
   printf("main record state: %u\n", ThreadData<MainRecord>::GetState());
@@ -29,6 +32,7 @@ __attribute__((destructor)) static void AfterTeardown() {
 }
 
 int main() {
+  SetLateAction(&AfterTeardown);
   (void)ThreadData<MainRecord>::Get();
   SetErrorMessage("early message");
   printf("early error text: %s\n", GetErrorMessage(44444, nullptr, false).GetStr());
