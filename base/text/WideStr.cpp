@@ -42,7 +42,7 @@ struct EmptyWideBody {
   WideStr::Imp imp;
   EmptyWideBody() noexcept { imp.ref.Link(); }
 };
-LazyStatic<EmptyWideBody> s_emptyBody;
+constinit LazyStatic<EmptyWideBody> s_emptyBody;
 
 wchar_t* CharsOf(WideStr::Imp* imp) noexcept {
   return reinterpret_cast<wchar_t*>(reinterpret_cast<char*>(imp) + offsetof(WideStr::Imp, text));
@@ -278,7 +278,9 @@ WideStr& WideStr::Splice(uint32_t pos, uint32_t removed, WideSubStr text, uint32
   return *this;
 }
 
-WideStr& WideStr::Set(WideSubStr text, uint32_t n) noexcept { return Splice(0, GetLen(), text, n); }
+WideStr& WideStr::Set(WideSubStr text, uint32_t n) noexcept {
+  return n != 0 ? Splice(0, GetLen(), text, n) : *this;  // a count of 0 does nothing, here too
+}
 
 WideStr& WideStr::Append(WideSubStr text, uint32_t n) noexcept { return Splice(GetLen(), 0, text, n); }
 
@@ -298,12 +300,12 @@ WideStr& WideStr::Overwrite(uint32_t pos, WideSubStr text, uint32_t n) noexcept 
 WideStr& WideStr::Delete(uint32_t pos, uint32_t count) noexcept {
   const uint32_t length = GetLen();
   if (pos >= length || count == 0) return *this;
-  return Splice(pos, count < length - pos ? count : length - pos, {}, 0);
+  return Splice(pos, count < length - pos ? count : length - pos, {}, 1);
 }
 
 WideStr& WideStr::Trunc(uint32_t length) noexcept {
   const uint32_t current = GetLen();
-  return length < current ? Splice(length, current - length, {}, 0) : *this;
+  return length < current ? Splice(length, current - length, {}, 1) : *this;
 }
 
 WideStr& WideStr::Clear() noexcept {

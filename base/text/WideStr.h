@@ -136,7 +136,7 @@ class ORVGUI_API WideStr {
   // IsShared: the body has more than one owner (the empty body always counts as shared).
   bool IsShared() const noexcept { return GetImp()->ref.IsShared(); }
 
-  // Set: replace the content with n copies of the text.
+  // Set: replace the content with n copies of the text (a count of 0 leaves it as it is).
   WideStr& Set(WideSubStr text, uint32_t n = 1) noexcept;
   WideStr& Set(const wchar_t* text, uint32_t n = 1) noexcept { return Set(WideSubStr(text), n); }
   WideStr& Set(const WideStr& text, uint32_t n = 1) noexcept { return Set(WideSubStr(text), n); }
