@@ -13,7 +13,8 @@
 //
 // T must be an 8-byte handle whose all-zero bytes are its empty value (new slots are zeroed,
 // not constructed) and which may be moved by copying its bytes (a growing, unshared body is
-// relocated with memcpy). Releasing a body releases each element, then the block.
+// relocated with memcpy). Releasing a body releases each element, then the block. WideStr,
+// whose pointer is never null, is not such a handle.
 //
 // Failures: an element read past the count reports event 800 "Array access failed" and reads
 // an empty element. A body that cannot be allocated reports event 800 "Array allocation
