@@ -1,40 +1,22 @@
 // Array.cpp: array bodies, their growth rule, and the array failure reports.
 #include "base/text/Array.h"
 
-#include <cerrno>
-#include <cinttypes>
-
 #include "base/core/DebugAbort.h"
-#include "base/core/LastError.h"
 #include "base/core/ParticleAllocator.h"
-#include "base/core/UpcallEvents.h"
-#include "base/text/Formatter.h"
+#include "base/text/StringEvents.h"
 
 namespace OrvGuiBase {
 
-namespace {
-
-void ReportArrayEvent(unsigned id, const char* message, const char* name1, uint64_t value1, const char* name2,
-                      uint64_t value2) noexcept {
-  const OrvGuiTrace::EventField fields[] = {{name1, FmtArgs("%" PRIu64, value1)},
-                                            {name2, FmtArgs("%" PRIu64, value2)}};
-  OrvGuiTrace::ReportEvent("ORVGUI", id, message, fields, 2, OrvGuiTrace::kEventError,
-                           OrvGuiTrace::kCategoryInternal);
-  SetLastError(ENOMEM);
-}
-
-}  // namespace
-
 void ReportArrayIndexFail(uint64_t index, uint64_t length) noexcept {
-  ReportArrayEvent(800, "Array access failed", "index", index, "length", length);
+  ReportStringFailure(800, "Array access failed", "index", index, "length", length);
 }
 
 void ReportArrayAllocFail(uint64_t sizeBytes, uint64_t length) noexcept {
-  ReportArrayEvent(800, "Array allocation failed", "size_bytes", sizeBytes, "length", length);
+  ReportStringFailure(800, "Array allocation failed", "size_bytes", sizeBytes, "length", length);
 }
 
 void ReportArrayOverflow(uint64_t length1, uint64_t length2) noexcept {
-  ReportArrayEvent(801, "Array overflow detected", "length1", length1, "length2", length2);
+  ReportStringFailure(801, "Array overflow detected", "length1", length1, "length2", length2);
 }
 
 uint32_t ArrayImp::GetGrowCapacity(uint64_t needed) noexcept {

@@ -15,17 +15,13 @@
 // a count below 2) and never released (Link and Release skip capacity 0).
 #include "base/text/WideStr.h"
 
-#include <cerrno>
-#include <cinttypes>
 #include <cstring>
 #include <cwctype>
 #include <new>
 
-#include "base/core/LastError.h"
 #include "base/core/LazyStatic.h"
 #include "base/core/ParticleAllocator.h"
-#include "base/core/UpcallEvents.h"
-#include "base/text/Formatter.h"
+#include "base/text/StringEvents.h"
 
 namespace OrvGuiBase {
 
@@ -49,19 +45,11 @@ wchar_t* CharsOf(WideStr::Imp* imp) noexcept {
 }
 
 void ReportAllocFail(uint64_t bytes, uint64_t codeunits) {
-  const OrvGuiTrace::EventField fields[] = {{"bytes", FmtArgs("%" PRIu64, bytes)},
-                                            {"codeunits", FmtArgs("%" PRIu64, codeunits)}};
-  OrvGuiTrace::ReportEvent("ORVGUI", 600, "String allocation failed", fields, 2, OrvGuiTrace::kEventError,
-                           OrvGuiTrace::kCategoryInternal);
-  SetLastError(ENOMEM);
+  ReportStringFailure(600, "String allocation failed", "bytes", bytes, "codeunits", codeunits);
 }
 
 void ReportOverflow(uint64_t length1, uint64_t length2) {
-  const OrvGuiTrace::EventField fields[] = {{"length1", FmtArgs("%" PRIu64, length1)},
-                                            {"length2", FmtArgs("%" PRIu64, length2)}};
-  OrvGuiTrace::ReportEvent("ORVGUI", 601, "String overflow detected", fields, 2, OrvGuiTrace::kEventError,
-                           OrvGuiTrace::kCategoryInternal);
-  SetLastError(ENOMEM);
+  ReportStringFailure(601, "String overflow detected", "length1", length1, "length2", length2);
 }
 
 // Fill: n copies of text (length characters) at dst. One character is stored directly; longer
@@ -223,6 +211,18 @@ WideStr& WideStr::operator=(WideStr&& other) noexcept {
 void WideStr::Release() noexcept {
   Imp* imp = GetImp();
   if (imp->capacity != 0 && imp->ref.Unlink()) Imp::Free(imp);
+}
+
+bool WideStr::MoveToNewBody(uint32_t length) noexcept {
+  Imp* body = Imp::Init(length);
+  if (body == nullptr) return false;
+  wchar_t* target = CharsOf(body);
+  wmemcpy(target, m_text, length);
+  target[length] = 0;
+  body->length.store(length, std::memory_order_relaxed);
+  Release();
+  m_text = target;
+  return true;
 }
 
 uint32_t WideStr::ResolveLength() const noexcept {
@@ -457,17 +457,7 @@ WideStr& WideStr::MapChars(Map map) noexcept {
   uint32_t first = 0;
   while (first < length && map(m_text[first]) == m_text[first]) ++first;
   if (first == length) return *this;
-  Imp* imp = GetImp();
-  if (imp->ref.IsShared()) {
-    Imp* body = Imp::Init(length);
-    if (body == nullptr) return *this;
-    wchar_t* target = CharsOf(body);
-    wmemcpy(target, m_text, length);
-    target[length] = 0;
-    body->length.store(length, std::memory_order_relaxed);
-    Release();
-    m_text = target;
-  }
+  if (GetImp()->ref.IsShared() && !MoveToNewBody(length)) return *this;
   wchar_t* chars = const_cast<wchar_t*>(m_text);
   for (uint32_t i = first; i < length; ++i) chars[i] = map(chars[i]);
   return *this;
@@ -528,14 +518,7 @@ WideStr& WideStr::Shrink() noexcept {
   const uint32_t length = GetLen();
   if (Imp::GetAllocSize(length) >= uint64_t{imp->capacity} * 20 / 100) return *this;
   if (length == 0) return Clear();
-  Imp* body = Imp::Init(length);
-  if (body == nullptr) return *this;
-  wchar_t* target = CharsOf(body);
-  wmemcpy(target, m_text, length);
-  target[length] = 0;
-  body->length.store(length, std::memory_order_relaxed);
-  Release();
-  m_text = target;
+  MoveToNewBody(length);
   return *this;
 }
 

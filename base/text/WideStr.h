@@ -278,6 +278,9 @@ class ORVGUI_API WideStr {
   }
   void Release() noexcept;
   uint32_t ResolveLength() const noexcept;
+  // MoveToNewBody: the text (length characters, not 0) into a body of its own of exactly that
+  // size; false (the string unchanged) when no body can be had.
+  bool MoveToNewBody(uint32_t length) noexcept;
   WideStr& Splice(uint32_t pos, uint32_t removed, WideSubStr text, uint32_t n) noexcept;
   template <class Map>
   WideStr& MapChars(Map map) noexcept;

@@ -3,7 +3,6 @@
 #include "base/text/Array.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -16,14 +15,7 @@
 #include "base/core/ParticleSettings.h"
 #include "base/text/AnsiStr.h"
 #include "helpers/EventLog.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define ORVGUI_TEST_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define ORVGUI_TEST_SANITIZED 1
-#endif
-#endif
+#include "helpers/ProcessLimits.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -222,14 +214,7 @@ TEST(ArrayDeathTest, ACountPast32BitsEndsTheProcess) {
 #ifndef ORVGUI_TEST_SANITIZED
 void FailToAllocate() {
   setenv("LOGTYPE", "stderr", 1);
-  unsigned long pages = 0;
-  if (FILE* statm = fopen("/proc/self/statm", "r")) {
-    if (fscanf(statm, "%lu", &pages) != 1) pages = 0;
-    fclose(statm);
-  }
-  const rlim_t limit = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t{64} << 20);
-  const struct rlimit rl = {limit, limit};
-  setrlimit(RLIMIT_AS, &rl);
+  LimitAddressSpace();
   Array<AnsiStr> array;
   array.Reserve(200000000);  // 1.6 GB
 }

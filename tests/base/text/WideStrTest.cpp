@@ -3,7 +3,6 @@
 #include "base/text/WideStr.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,14 +15,7 @@
 #include "base/core/ParticleAllocator.h"
 #include "base/core/ParticleSettings.h"
 #include "helpers/EventLog.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define ORVGUI_TEST_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define ORVGUI_TEST_SANITIZED 1
-#endif
-#endif
+#include "helpers/ProcessLimits.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -531,18 +523,6 @@ TEST(WideStr, BodiesGoBackToTheParticleClassTheyCameFrom) {
 }
 
 #ifndef ORVGUI_TEST_SANITIZED
-// Limits the address space of this (child) process to what it uses now plus 64 MiB.
-void LimitAddressSpace() {
-  unsigned long pages = 0;
-  if (FILE* statm = fopen("/proc/self/statm", "r")) {
-    if (fscanf(statm, "%lu", &pages) != 1) pages = 0;
-    fclose(statm);
-  }
-  const rlim_t limit = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t{64} << 20);
-  const struct rlimit rl = {limit, limit};
-  setrlimit(RLIMIT_AS, &rl);
-}
-
 void AllocationFailuresInALimitedProcess() {
   LimitAddressSpace();
   EventLog log;
