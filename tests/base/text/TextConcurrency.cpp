@@ -98,5 +98,27 @@ TEST(TextConcurrency, ArrayCopiesAreWrittenWithoutDisturbingTheShared) {
   EXPECT_FALSE(source.IsShared());
 }
 
+TEST(TextConcurrency, AnOwnerWritesInPlaceOnlyAfterTheOtherOwnersHaveLetGo) {
+  for (int round = 0; round < 200; ++round) {
+    WideStr text(L"read by other threads");
+    text.Append(L' ', 40);  // room to change in place
+    std::atomic<int> started{0};
+    std::vector<std::thread> readers;
+    for (int t = 0; t < 3; ++t)
+      readers.emplace_back([copy = WideStr(text), &started]() mutable {
+        ++started;
+        volatile wchar_t sum = 0;
+        for (uint32_t i = 0; i < copy.GetLen(); ++i) sum = sum + copy.GetStr()[i];
+        copy.Clear();  // lets go while the owner may already be waiting to write
+      });
+    while (started.load() < 3) std::this_thread::yield();
+    while (text.IsShared()) std::this_thread::yield();
+    const wchar_t* body = text.GetStr();
+    text.Overwrite(0, L"READ");  // the owner alone: in place, after every reader is done
+    EXPECT_EQ(text.GetStr(), body);
+    for (std::thread& reader : readers) reader.join();
+  }
+}
+
 }  // namespace
 }  // namespace OrvGuiBase
