@@ -33,6 +33,7 @@
 #include "base/process/SystemInfo.h"
 #include "base/registry/RegistryRoot.h"
 #include "base/text/AnsiStr.h"
+#include "base/text/Blob.h"
 #include "base/text/Escapes.h"
 #include "base/text/Formatter.h"
 #include "base/time/Clock.h"
