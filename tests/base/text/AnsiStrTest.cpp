@@ -43,9 +43,10 @@ TEST(AnsiStr, GrowthSteps) {
   };
   for (const Row& row : rows)
     EXPECT_EQ(AnsiStr::Imp::GetExtendSize(row.n, row.fast), row.expected) << row.n << (row.fast ? " fast" : "");
-  AnsiStr s("abcdefghijk");  // 11 bytes: a full body
+  AnsiStr s('x', 19);  // capacity 19: a full body
+  ASSERT_EQ(s.GetCapacity(), 19u);
   s.Append("l");
-  EXPECT_EQ(s.GetCapacity(), AnsiStr::Imp::GetAllocSize(12 + 32)) << "an append past the capacity grows by the rule";
+  EXPECT_EQ(s.GetCapacity(), AnsiStr::Imp::GetAllocSize(20 + 32)) << "an append past the capacity grows by the rule";
   const char* body = s.GetStr();
   s.Append("m");
   EXPECT_EQ(s.GetStr(), body) << "and the next one fits in place";
