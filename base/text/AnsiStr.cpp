@@ -9,6 +9,7 @@
 #include "base/text/AnsiStr.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -21,6 +22,7 @@ namespace OrvGuiBase {
 namespace {
 
 constexpr uint64_t kMaxLength = 0xFFFFFFFFu;
+constexpr size_t kLargestParticle = 1024;  // larger bodies are heap blocks
 
 void ReportAllocationFailure(uint64_t capacity) {
   const OrvGuiTrace::EventField fields[] = {
@@ -186,7 +188,16 @@ AnsiStr& AnsiStr::Splice(uint32_t pos, uint32_t remove, AnsiSubStr text, uint32_
   const char* source = text.GetStr();
   const bool aliased = m_imp != nullptr && source + text.GetLength() > m_imp->text &&
                        source < m_imp->text + m_imp->capacity + 1;
-  if (m_imp != nullptr && !m_imp->IsShared() && m_imp->capacity >= newLength && !aliased) {
+  const bool owned = m_imp != nullptr && !m_imp->IsShared() && !aliased;
+  if (owned && m_imp->capacity < newLength && m_imp->capacity + size_t{16} > kLargestParticle && !IsNoFree()) {
+    // A heap body grows where it lies when the heap can extend it: no copy of the text.
+    const uint64_t capacity = Imp::GetAllocSize(Imp::GetExtendSize(newLength, fast));
+    if (void* grown = capacity <= kMaxLength ? realloc(m_imp, capacity + 16) : nullptr) {
+      m_imp = static_cast<Imp*>(grown);
+      m_imp->capacity = static_cast<uint32_t>(capacity);
+    }
+  }
+  if (owned && m_imp->capacity >= newLength) {
     char* at = m_imp->text + pos;
     if (inserted != remove) memmove(at + inserted, at + remove, tail);
     Repeat(at, source, text.GetLength(), n);
@@ -213,7 +224,22 @@ AnsiStr& AnsiStr::Set(const AnsiStr& text, uint32_t n) {
 }
 
 AnsiStr& AnsiStr::Set(char c, uint32_t n) { return Set(AnsiSubStr(&c, c != 0 ? 1 : 0), n); }
-AnsiStr& AnsiStr::Append(AnsiSubStr text, uint32_t n) { return Splice(GetLength(), 0, text, n); }
+AnsiStr& AnsiStr::Append(AnsiSubStr text, uint32_t n) {
+  // The common case first: one copy that fits an owned body and does not come from it.
+  Imp* body = m_imp;
+  if (n == 1 && body != nullptr && body->length != 0 && !body->IsShared()) {
+    const uint32_t length = body->length;
+    const uint32_t added = text.GetLength();
+    const char* source = text.GetStr();
+    if (added <= body->capacity - length && (source >= body->text + body->capacity + 1 || source + added <= body->text)) {
+      memcpy(body->text + length, source, added);
+      body->length = length + added;
+      body->text[length + added] = 0;
+      return *this;
+    }
+  }
+  return Splice(GetLength(), 0, text, n);
+}
 AnsiStr& AnsiStr::Append(char c, uint32_t n) { return Append(AnsiSubStr(&c, c != 0 ? 1 : 0), n); }
 AnsiStr& AnsiStr::Insert(uint32_t pos, AnsiSubStr text, uint32_t n) { return Splice(pos, 0, text, n); }
 AnsiStr& AnsiStr::Insert(uint32_t pos, char c, uint32_t n) { return Insert(pos, AnsiSubStr(&c, c != 0 ? 1 : 0), n); }
@@ -332,8 +358,14 @@ int Search(const char* text, uint32_t length, uint32_t pos, const char* needle, 
            bool ignoreCase) {
   if (needleLength == 0 || pos >= length || needleLength > length - pos) return -1;
   if (!ignoreCase) {
-    const void* found = memmem(text + pos, length - pos, needle, needleLength);
-    return found != nullptr ? static_cast<int>(static_cast<const char*>(found) - text) : -1;
+    // The first byte by memchr (vectorised in the runtime library), then the rest by memcmp.
+    const char* end = text + length - needleLength + 1;
+    for (const char* at = text + pos; at < end; ++at) {
+      at = static_cast<const char*>(memchr(at, needle[0], static_cast<size_t>(end - at)));
+      if (at == nullptr) return -1;
+      if (memcmp(at + 1, needle + 1, needleLength - 1) == 0) return static_cast<int>(at - text);
+    }
+    return -1;
   }
   const char first = FoldCase(needle[0]);
   for (uint32_t at = pos; at + needleLength <= length; ++at) {

@@ -61,7 +61,7 @@ class ORVGUI_API AnsiStr {
   struct ORVGUI_API Imp : Reference {
     uint32_t capacity;
     uint32_t length;
-    char text[4];
+    char text[];  // capacity + 1 bytes follow the header
 
     // GetAllocSize: the capacity that a request for n bytes gets: r = (n + 23) rounded down to
     // a multiple of 8, then, above 1024, (r | 15) + 1; capacity r - 13 (n itself if that passes
