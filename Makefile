@@ -7,7 +7,8 @@ FUZZ_SECONDS ?= 20
 
 # Debian packages the build needs; `make deps` installs the missing ones (as root).
 DEPS := cmake ninja-build g++ make pkg-config ccache clang-14 libclang-rt-14-dev \
-        libgtest-dev libgmock-dev libbenchmark-dev valgrind
+        libgtest-dev libgmock-dev libbenchmark-dev valgrind \
+        libmimalloc-dev libjemalloc2 libtcmalloc-minimal4
 
 CTEST := ctest --output-on-failure -j $(JOBS)
 
@@ -64,6 +65,11 @@ bench: deps
 	cmake --preset dev -B build/bench -DCMAKE_BUILD_TYPE=Release -DORVGUI_BUILD_TESTS=OFF
 	cmake --build build/bench -j $(JOBS)
 	@for b in build/bench/bench/bench_*; do echo "== $$b"; $$b || exit 1; done
+	@for lib in libjemalloc.so.2 libtcmalloc_minimal.so.4; do \
+	  path=$$(ls /usr/lib/*/$$lib 2>/dev/null | head -1); [ -n "$$path" ] || continue; \
+	  echo "== glibc variants with $$lib preloaded"; \
+	  LD_PRELOAD=$$path build/bench/bench/bench_Particle --benchmark_filter='/glibc' || exit 1; \
+	done
 
 fuzz: deps
 	cmake --preset fuzz

@@ -34,6 +34,7 @@
 #include "base/registry/RegistryRoot.h"
 #include "base/text/AnsiStr.h"
 #include "base/text/Array.h"
+#include "base/text/Blob.h"
 #include "base/text/Escapes.h"
 #include "base/text/Formatter.h"
 #include "base/text/WideStr.h"

@@ -15,14 +15,17 @@ class RatioReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      // "<group>/<implementation>[/<argument>...]": the arguments belong to the group.
       const std::string name = run.benchmark_name();
       const size_t slash = name.find('/');
       if (slash == std::string::npos) continue;
-      const std::string group = name.substr(0, slash);
-      std::string implementation = name.substr(slash + 1);
-      const size_t suffix = implementation.find('/');
-      if (suffix != std::string::npos) implementation.resize(suffix);
-      m_times[group][implementation] = run.GetAdjustedCPUTime();
+      const size_t next = name.find('/', slash + 1);
+      const std::string implementation = name.substr(slash + 1, next == std::string::npos ? std::string::npos : next - slash - 1);
+      const std::string group = name.substr(0, slash) + (next == std::string::npos ? "" : name.substr(next));
+      // Single-threaded groups compare CPU time (steadier on a shared machine); groups measured
+      // in real time (their name says so) compare real time.
+      m_times[group][implementation] =
+          name.find("real_time") != std::string::npos ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
     }
   }
 

@@ -1,15 +1,18 @@
 // Memory.cpp: malloc/free wrappers and the no-free switch.
 #include "base/core/Memory.h"
 
+#include "private/core/NoFree.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 
 namespace OrvGuiBase {
 
-namespace {
-std::atomic<bool> g_noFree{false};
+namespace Internal {
+constinit std::atomic<bool> g_noFree{false};
 }
+using Internal::g_noFree;
 
 void* AllocSimple(size_t size) {
   void* p = std::malloc(size);

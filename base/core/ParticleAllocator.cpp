@@ -33,6 +33,7 @@
 #include "base/process/CommandLine.h"
 #include "base/process/Environment.h"
 #include "base/text/Formatter.h"
+#include "private/core/NoFree.h"
 #include "private/system/Sys.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -278,7 +279,7 @@ void* AllocParticle(size_t size) {
 }
 
 void FreeParticle(size_t size, void* p) {
-  if (p == nullptr || IsNoFree()) return;
+  if (p == nullptr || Internal::NoFree()) return;
   if (HasClass(size)) [[likely]] {
     ParticleThreadData* data = ThreadParticles::Peek();
     if (data == nullptr) {

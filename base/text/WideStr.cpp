@@ -82,12 +82,14 @@ bool Inside(const WideStr::Imp* imp, const wchar_t* chars, const wchar_t* p) noe
 inline wchar_t Lower(wchar_t c) noexcept { return static_cast<wchar_t>(towlower(static_cast<wint_t>(c))); }
 inline wchar_t Upper(wchar_t c) noexcept { return static_cast<wchar_t>(towupper(static_cast<wint_t>(c))); }
 
+constexpr uint32_t kNone = 0xFFFFFFFFu;  // no match (a position is always below the length)
+
 // Search: the first position p in [from, length - needle length] where needle matches, or
-// kNotFound. The needle is not empty.
+// kNone. The needle is not empty.
 uint32_t Search(const wchar_t* text, uint32_t length, uint32_t from, WideSubStr needle, bool ignoreCase) noexcept {
   const uint32_t n = needle.GetLength();
-  const wchar_t* pattern = needle.GetData();
-  if (from >= length || n > length - from) return WideStr::kNotFound;
+  const wchar_t* pattern = needle.GetStr();
+  if (from >= length || n > length - from) return kNone;
   const uint32_t last = length - n;
   if (!ignoreCase) {
     for (uint32_t p = from; p <= last;) {
@@ -97,7 +99,7 @@ uint32_t Search(const wchar_t* text, uint32_t length, uint32_t from, WideSubStr 
       if (wmemcmp(hit + 1, pattern + 1, n - 1) == 0) return p;
       ++p;
     }
-    return WideStr::kNotFound;
+    return kNone;
   }
   const wchar_t first = Lower(pattern[0]);
   for (uint32_t p = from; p <= last; ++p) {
@@ -106,7 +108,7 @@ uint32_t Search(const wchar_t* text, uint32_t length, uint32_t from, WideSubStr 
     while (i < n && Lower(text[p + i]) == Lower(pattern[i])) ++i;
     if (i == n) return p;
   }
-  return WideStr::kNotFound;
+  return kNone;
 }
 
 int Sign(int value) noexcept { return (value > 0) - (value < 0); }
@@ -178,8 +180,8 @@ void WideStr::Build(WideSubStr head, uint32_t n, WideSubStr tail) noexcept {
   Imp* body = Imp::Init(length);
   if (body == nullptr) return;
   wchar_t* chars = CharsOf(body);
-  Fill(chars, head.GetData(), head.GetLength(), n);
-  if (tail.GetLength() != 0) wmemcpy(chars + headLength, tail.GetData(), tail.GetLength());
+  Fill(chars, head.GetStr(), head.GetLength(), n);
+  if (tail.GetLength() != 0) wmemcpy(chars + headLength, tail.GetStr(), tail.GetLength());
   chars[length] = 0;
   body->length.store(static_cast<uint32_t>(length), std::memory_order_relaxed);
   Release();
@@ -235,7 +237,7 @@ uint32_t WideStr::ResolveLength() const noexcept {
 
 bool WideStr::Equal(const WideStr& a, WideSubStr b) noexcept {
   const uint32_t length = a.GetLen();
-  return length == b.GetLength() && (length == 0 || wmemcmp(a.m_text, b.GetData(), length) == 0);
+  return length == b.GetLength() && (length == 0 || wmemcmp(a.m_text, b.GetStr(), length) == 0);
 }
 
 // ---- Changes --------------------------------------------------------------------------------
@@ -256,9 +258,9 @@ WideStr& WideStr::Splice(uint32_t pos, uint32_t removed, WideSubStr text, uint32
   Imp* imp = GetImp();
   wchar_t* chars = const_cast<wchar_t*>(m_text);
   if (!imp->ref.IsShared() && imp->capacity >= newLength &&
-      (text.GetLength() == 0 || !Inside(imp, chars, text.GetData()))) {
+      (text.GetLength() == 0 || !Inside(imp, chars, text.GetStr()))) {
     if (tailTo != tailFrom && tail != 0) wmemmove(chars + tailTo, chars + tailFrom, tail);
-    Fill(chars + pos, text.GetData(), text.GetLength(), n);
+    Fill(chars + pos, text.GetStr(), text.GetLength(), n);
   } else if (newLength == 0) {
     return Clear();
   } else {
@@ -266,7 +268,7 @@ WideStr& WideStr::Splice(uint32_t pos, uint32_t removed, WideSubStr text, uint32
     if (body == nullptr) return *this;
     wchar_t* target = CharsOf(body);
     wmemcpy(target, chars, pos);
-    Fill(target + pos, text.GetData(), text.GetLength(), n);
+    Fill(target + pos, text.GetStr(), text.GetLength(), n);
     wmemcpy(target + tailTo, chars + tailFrom, tail);
     Release();
     m_text = target;
@@ -393,32 +395,33 @@ uint32_t WideStr::CopyTo(wchar_t* buffer, uint32_t pos, uint32_t count) const no
 
 // ---- Searches and comparison ----------------------------------------------------------------
 
-uint32_t WideStr::Find(wchar_t c, uint32_t start, bool ignoreCase) const noexcept {
-  return c != 0 ? Search(m_text, GetLen(), start, WideSubStr(&c, 1), ignoreCase) : kNotFound;
+int WideStr::Find(wchar_t c, uint32_t start, bool ignoreCase) const noexcept {
+  return c != 0 ? Find(WideSubStr(&c, 1), start, ignoreCase) : -1;
 }
 
-uint32_t WideStr::Find(WideSubStr text, uint32_t start, bool ignoreCase) const noexcept {
-  return text.IsEmpty() ? kNotFound : Search(m_text, GetLen(), start, text, ignoreCase);
+int WideStr::Find(WideSubStr text, uint32_t start, bool ignoreCase) const noexcept {
+  const uint32_t at = text.IsEmpty() ? kNone : Search(m_text, GetLen(), start, text, ignoreCase);
+  return at != kNone ? static_cast<int>(at) : -1;
 }
 
-uint32_t WideStr::FindLast(wchar_t c, uint32_t start, bool ignoreCase) const noexcept {
+int WideStr::FindLast(wchar_t c, uint32_t start, bool ignoreCase) const noexcept {
   const uint32_t length = GetLen();
-  if (c == 0 || start >= length) return kNotFound;
+  if (c == 0 || start >= length) return -1;
   const wchar_t wanted = ignoreCase ? Lower(c) : c;
   for (uint32_t p = length; p-- > start;)
-    if ((ignoreCase ? Lower(m_text[p]) : m_text[p]) == wanted) return p;
-  return kNotFound;
+    if ((ignoreCase ? Lower(m_text[p]) : m_text[p]) == wanted) return static_cast<int>(p);
+  return -1;
 }
 
-uint32_t WideStr::Count(wchar_t c, uint32_t start, bool ignoreCase) const noexcept {
+unsigned WideStr::Count(wchar_t c, uint32_t start, bool ignoreCase) const noexcept {
   return c != 0 ? Count(WideSubStr(&c, 1), start, ignoreCase) : 0;
 }
 
-uint32_t WideStr::Count(WideSubStr text, uint32_t start, bool ignoreCase) const noexcept {
+unsigned WideStr::Count(WideSubStr text, uint32_t start, bool ignoreCase) const noexcept {
   if (text.IsEmpty()) return 0;
   const uint32_t length = GetLen();
-  uint32_t count = 0;
-  for (uint32_t p = Search(m_text, length, start, text, ignoreCase); p != kNotFound;
+  unsigned count = 0;
+  for (uint32_t p = Search(m_text, length, start, text, ignoreCase); p != kNone;
        p = Search(m_text, length, p + 1, text, ignoreCase))
     ++count;
   return count;
@@ -472,7 +475,7 @@ WideStr& WideStr::Replace(WideSubStr from, WideSubStr to) noexcept {
   if (from.IsEmpty()) return *this;
   const uint32_t length = GetLen();
   uint64_t matches = 0;
-  for (uint32_t p = Search(m_text, length, 0, from, false); p != kNotFound;
+  for (uint32_t p = Search(m_text, length, 0, from, false); p != kNone;
        p = Search(m_text, length, p + from.GetLength(), from, false))
     ++matches;
   if (matches == 0) return *this;
@@ -490,11 +493,11 @@ WideStr& WideStr::Replace(WideSubStr from, WideSubStr to) noexcept {
   wchar_t* target = CharsOf(body);
   uint32_t read = 0;
   uint32_t written = 0;
-  for (uint32_t p = Search(m_text, length, 0, from, false); p != kNotFound;
+  for (uint32_t p = Search(m_text, length, 0, from, false); p != kNone;
        p = Search(m_text, length, read, from, false)) {
     wmemcpy(target + written, m_text + read, p - read);
     written += p - read;
-    if (to.GetLength() != 0) wmemcpy(target + written, to.GetData(), to.GetLength());
+    if (to.GetLength() != 0) wmemcpy(target + written, to.GetStr(), to.GetLength());
     written += to.GetLength();
     read = p + from.GetLength();
   }

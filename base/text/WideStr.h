@@ -2,7 +2,7 @@
 //
 //   WideStr path(L"/var/log");
 //   path.Append(L'/').Append(L"app.log");
-//   if (path.Find(L"LOG", 0, true) != WideStr::kNotFound) ...   // ignore-case search
+//   int at = path.Find(L"LOG", 0, true);                        // 9, ignoring case; -1 when absent
 //
 // A WideStr is one pointer straight to the first character of a shared, reference-counted
 // body, so GetStr() is a plain load. The header fields sit in front of the characters: the
@@ -48,8 +48,8 @@ class ORVGUI_API WideSubStr {
       : m_text(text), m_length(text != nullptr ? static_cast<uint32_t>(wcslen(text)) : 0) {}
   WideSubStr(const WideStr& text) noexcept;  // NOLINT(google-explicit-constructor)
 
-  // GetData: the first character (null for an empty view made from null). Not terminated.
-  const wchar_t* GetData() const noexcept { return m_text; }
+  // GetStr: the first character (L"" for a view made from null). Not necessarily terminated.
+  const wchar_t* GetStr() const noexcept { return m_text != nullptr ? m_text : L""; }
   // GetLength: the number of characters.
   uint32_t GetLength() const noexcept { return m_length; }
   bool IsEmpty() const noexcept { return m_length == 0; }
@@ -93,9 +93,6 @@ class ORVGUI_API WideStr {
     static Imp* GetEmpty() noexcept;
   };
 
-  // kNotFound: what the searches return when there is no match.
-  static constexpr uint32_t kNotFound = 0xFFFFFFFFu;
-
   // Construction. A text with a repeat count n gives n copies of it; the body has exactly the
   // capacity the size rule gives for the length. Copies share the body.
   WideStr() noexcept : m_text(Imp::GetEmpty()->text) {}
@@ -131,6 +128,8 @@ class ORVGUI_API WideStr {
   // GetLength: the same as GetLen, under the name the narrow string uses.
   uint32_t GetLength() const noexcept { return GetLen(); }
   bool IsEmpty() const noexcept { return GetLen() == 0; }
+  // operator[]: the character at pos; 0 at or past the length.
+  wchar_t operator[](uint32_t pos) const noexcept { return pos < GetLen() ? m_text[pos] : 0; }
   // GetCapacity: characters the body holds without growing (0 for the shared empty body).
   uint32_t GetCapacity() const noexcept { return GetImp()->capacity; }
   // IsShared: the body has more than one owner (the empty body always counts as shared).
@@ -206,32 +205,32 @@ class ORVGUI_API WideStr {
 
   // Copy: a new string with a body of its own: the whole text, the tail from pos, or count
   // characters from pos.
-  WideStr Copy() const noexcept { return Copy(0, kNotFound); }
-  WideStr Copy(uint32_t pos) const noexcept { return Copy(pos, kNotFound); }
+  WideStr Copy() const noexcept { return Copy(0, 0xFFFFFFFFu); }
+  WideStr Copy(uint32_t pos) const noexcept { return Copy(pos, 0xFFFFFFFFu); }
   WideStr Copy(uint32_t pos, uint32_t count) const noexcept;
   // CopyTo: copy out to the caller's buffer and terminate it; returns the characters copied
   // (without the NUL). CopyTo(buffer) copies everything (the buffer holds GetLen() + 1);
   // CopyTo(buffer, max) at most max - 1 characters into a buffer of max (nothing when max is
   // 0); CopyTo(buffer, pos, count) up to count characters from pos (the buffer holds count + 1).
-  uint32_t CopyTo(wchar_t* buffer) const noexcept { return CopyTo(buffer, 0, kNotFound); }
+  uint32_t CopyTo(wchar_t* buffer) const noexcept { return CopyTo(buffer, 0, 0xFFFFFFFFu); }
   uint32_t CopyTo(wchar_t* buffer, uint32_t max) const noexcept;
   uint32_t CopyTo(wchar_t* buffer, uint32_t pos, uint32_t count) const noexcept;
 
-  // Find: the first position at or after start where the text occurs, or kNotFound. A NUL
-  // character, an empty text and a start at or past the length find nothing. With ignoreCase
-  // the characters are compared after towlower.
-  uint32_t Find(wchar_t c, uint32_t start = 0, bool ignoreCase = false) const noexcept;
-  uint32_t Find(WideSubStr text, uint32_t start = 0, bool ignoreCase = false) const noexcept;
-  uint32_t Find(const wchar_t* text, uint32_t start = 0, bool ignoreCase = false) const noexcept {
+  // Find: the first position at or after start where the text occurs, -1 when there is none.
+  // A NUL character, an empty text and a start at or past the length find nothing. With
+  // ignoreCase the characters are compared after towlower.
+  int Find(wchar_t c, uint32_t start = 0, bool ignoreCase = false) const noexcept;
+  int Find(WideSubStr text, uint32_t start = 0, bool ignoreCase = false) const noexcept;
+  int Find(const wchar_t* text, uint32_t start = 0, bool ignoreCase = false) const noexcept {
     return Find(WideSubStr(text), start, ignoreCase);
   }
-  // FindLast: the last position at or after start where c occurs, or kNotFound.
-  uint32_t FindLast(wchar_t c, uint32_t start = 0, bool ignoreCase = false) const noexcept;
+  // FindLast: the last position at or after start where c occurs, -1 when there is none.
+  int FindLast(wchar_t c, uint32_t start = 0, bool ignoreCase = false) const noexcept;
   // Count: how often the text occurs from start on. After each match the count goes on one
   // character further, so overlapping matches count ("aaa" holds "aa" twice).
-  uint32_t Count(wchar_t c, uint32_t start = 0, bool ignoreCase = false) const noexcept;
-  uint32_t Count(WideSubStr text, uint32_t start = 0, bool ignoreCase = false) const noexcept;
-  uint32_t Count(const wchar_t* text, uint32_t start = 0, bool ignoreCase = false) const noexcept {
+  unsigned Count(wchar_t c, uint32_t start = 0, bool ignoreCase = false) const noexcept;
+  unsigned Count(WideSubStr text, uint32_t start = 0, bool ignoreCase = false) const noexcept;
+  unsigned Count(const wchar_t* text, uint32_t start = 0, bool ignoreCase = false) const noexcept {
     return Count(WideSubStr(text), start, ignoreCase);
   }
 

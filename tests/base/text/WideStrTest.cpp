@@ -306,11 +306,11 @@ TEST(WideStr, CopyToTerminatesTheCallersBuffer) {
 // ---- Searches and comparison ----------------------------------------------------------------
 
 TEST(WideStr, FindFindLastAndCount) {
-  constexpr uint32_t kNone = WideStr::kNotFound;
+  constexpr int kNone = -1;
   struct Row {
     const wchar_t* text;
-    std::function<uint32_t(const WideStr&)> search;
-    uint32_t expected;
+    std::function<int(const WideStr&)> search;
+    int expected;
     const char* reason;
   };
   const Row rows[] = {
@@ -381,6 +381,10 @@ TEST(WideStr, CompareAndNCompare) {
   EXPECT_TRUE(WideStr(L"abc") != L"abd");
   EXPECT_FALSE(WideStr(WideSubStr(L"a\0b", 3)) == L"a") << "equality compares the whole length";
   EXPECT_TRUE(WideStr(L"abc") < WideStr(L"abd"));
+  const WideStr text(L"ab");
+  EXPECT_EQ(text[1], L'b');
+  EXPECT_EQ(text[2], 0) << "the terminator";
+  EXPECT_EQ(text[99], 0) << "past the end reads 0";
 }
 
 // ---- Buffers --------------------------------------------------------------------------------
