@@ -138,7 +138,9 @@ class Array {
   const T& operator[](uint32_t index) const noexcept { return Get(index); }
 
   // GetData, begin, end: the elements in order (null while there is no body).
-  const T* GetData() const noexcept { return m_imp != nullptr ? reinterpret_cast<const T*>(m_imp->GetSlots()) : nullptr; }
+  const T* GetData() const noexcept {
+    return m_imp != nullptr ? reinterpret_cast<const T*>(m_imp->GetSlots()) : nullptr;
+  }
   const T* begin() const noexcept { return GetData(); }
   const T* end() const noexcept { return GetData() + GetCount(); }
 

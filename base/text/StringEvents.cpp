@@ -10,8 +10,8 @@
 
 namespace OrvGuiBase {
 
-void ReportStringFailure(unsigned eventId, const char* message, const char* name1, uint64_t value1,
-                         const char* name2, uint64_t value2) noexcept {
+void ReportStringFailure(unsigned eventId, const char* message, const char* name1, uint64_t value1, const char* name2,
+                         uint64_t value2) noexcept {
   const OrvGuiTrace::EventField fields[] = {{name1, FmtArgs("%" PRIu64, value1)},
                                             {name2, name2 != nullptr ? FmtArgs("%" PRIu64, value2) : AnsiStr()}};
   OrvGuiTrace::ReportEvent("ORVGUI", eventId, message, fields, name2 != nullptr ? 2 : 1, OrvGuiTrace::kEventError,

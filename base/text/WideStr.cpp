@@ -493,8 +493,7 @@ WideStr& WideStr::Replace(WideSubStr from, WideSubStr to) noexcept {
   wchar_t* target = CharsOf(body);
   uint32_t read = 0;
   uint32_t written = 0;
-  for (uint32_t p = Search(m_text, length, 0, from, false); p != kNone;
-       p = Search(m_text, length, read, from, false)) {
+  for (uint32_t p = Search(m_text, length, 0, from, false); p != kNone; p = Search(m_text, length, read, from, false)) {
     wmemcpy(target + written, m_text + read, p - read);
     written += p - read;
     if (to.GetLength() != 0) wmemcpy(target + written, to.GetStr(), to.GetLength());

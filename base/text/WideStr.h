@@ -2,7 +2,7 @@
 //
 //   WideStr path(L"/var/log");
 //   path.Append(L'/').Append(L"app.log");
-//   int at = path.Find(L"LOG", 0, true);                        // 9, ignoring case; -1 when absent
+//   int at = path.Find(L"LOG", 0, true);                 // 5, ignoring case; -1 when absent
 //
 // A WideStr is one pointer straight to the first character of a shared, reference-counted
 // body, so GetStr() is a plain load. The header fields sit in front of the characters: the

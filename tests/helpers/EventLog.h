@@ -30,9 +30,9 @@ class EventLog {
  private:
   static void Observe(const char* source, unsigned id, const char* message, const OrvGuiTrace::EventField* fields,
                       unsigned count, unsigned type, unsigned category, void* context) {
-    std::vector<std::string> event{std::string(source) + "/" + std::to_string(id) + "/" + std::to_string(type) +
-                                       "/" + std::to_string(category),
-                                   message};
+    std::vector<std::string> event{
+        std::string(source) + "/" + std::to_string(id) + "/" + std::to_string(type) + "/" + std::to_string(category),
+        message};
     for (unsigned i = 0; i < count; ++i) event.push_back(std::string(fields[i].name) + "=" + fields[i].value.GetStr());
     EventLog* log = static_cast<EventLog*>(context);
     std::lock_guard<std::mutex> hold(log->m_lock);

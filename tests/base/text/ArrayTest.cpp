@@ -1,7 +1,5 @@
 // Tests of Array<T>: append on access, growth, copy-on-write, release of elements, and the
 // failure paths (an access failure event, and the two fatal ends).
-#include "base/text/Array.h"
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -14,6 +12,7 @@
 #include "base/core/ParticleAllocator.h"
 #include "base/core/ParticleSettings.h"
 #include "base/text/AnsiStr.h"
+#include "base/text/Array.h"
 #include "helpers/EventLog.h"
 #include "helpers/ProcessLimits.h"
 
@@ -76,9 +75,12 @@ TEST(Array, GrowthAndBlockSizes) {
     const char* reason;
   };
   const Row rows[] = {
-      {1, 4, "at least four slots"},         {4, 6, "half as much again"},
-      {5, 7, "half as much again"},          {1000, 1500, "half as much again"},
-      {0xAAAAAAAAu, 0xFFFFFFFFu, "exactly the limit"}, {0xB0000000u, 0xFFFFFFFFu, "capped at the limit"},
+      {1, 4, "at least four slots"},
+      {4, 6, "half as much again"},
+      {5, 7, "half as much again"},
+      {1000, 1500, "half as much again"},
+      {0xAAAAAAAAu, 0xFFFFFFFFu, "exactly the limit"},
+      {0xB0000000u, 0xFFFFFFFFu, "capped at the limit"},
   };
   for (const Row& row : rows) EXPECT_EQ(ArrayImp::GetGrowCapacity(row.needed), row.capacity) << row.reason;
   EXPECT_EQ(ArrayImp::GetBlockSize(4), 56u);

@@ -25,10 +25,18 @@ TEST(TextConcurrency, WideCopiesChangeOnTheirOwnWhileOthersShareTheBody) {
       for (int i = 0; i < kRounds; ++i) {
         WideStr copy = source;  // count up on a body that the other threads copy too
         switch ((t + i) % 4) {
-          case 0: copy.Append(L'!', 3); break;
-          case 1: copy.ToUpper(); break;
-          case 2: copy.Delete(0, 7); break;
-          default: copy.Replace(L"text", L"TEXT"); break;
+          case 0:
+            copy.Append(L'!', 3);
+            break;
+          case 1:
+            copy.ToUpper();
+            break;
+          case 2:
+            copy.Delete(0, 7);
+            break;
+          default:
+            copy.Replace(L"text", L"TEXT");
+            break;
         }
         const WideStr again = copy;  // a second owner of the private body
         if (copy == source || again != copy || source != L"shared text body") ++failures;
@@ -86,8 +94,10 @@ TEST(TextConcurrency, ArrayCopiesAreWrittenWithoutDisturbingTheShared) {
       for (int i = 0; i < kRounds / 4; ++i) {
         Array<AnsiStr> copy = source;
         copy[static_cast<uint32_t>(i % 16)] = AnsiStr("mine");
-        if (t % 2) copy.Delete(0, 3);
-        else copy[copy.GetCount()] = AnsiStr("appended");
+        if (t % 2)
+          copy.Delete(0, 3);
+        else
+          copy[copy.GetCount()] = AnsiStr("appended");
         for (const AnsiStr& element : source)
           if (!(element == "item")) ++failures;
       }

@@ -1,7 +1,5 @@
 // Tests of the wide string: size and growth rules, every operation family, copy-on-write, the
 // unknown length after Alloc, and the failure paths with their events.
-#include "base/text/WideStr.h"
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -14,6 +12,7 @@
 #include "base/core/LastError.h"
 #include "base/core/ParticleAllocator.h"
 #include "base/core/ParticleSettings.h"
+#include "base/text/WideStr.h"
 #include "helpers/EventLog.h"
 #include "helpers/ProcessLimits.h"
 
@@ -135,9 +134,16 @@ const std::vector<Change>& Changes() {
       {L"x", [](WideStr& s) { s.Append(L'\0', 3); }, L"x", "a NUL character appends nothing"},
       {L"x", [](WideStr& s) { s.Append(WideSubStr(L"abc", 2)); }, L"xab", "a view appends its length"},
       {L"x", [](WideStr& s) { s.Append(WideStr(L"yz"), 2); }, L"xyzyz", "a string repeated"},
-      {L"x", [](WideStr& s) { s += L"y"; s += L'z'; s += WideStr(L"!"); }, L"xyz!", "operator+="},
-      {L"ab", [](WideStr& s) { s.Append(L"0123456789", 7); }, L"ab0123456789012345678901234567890123456789"
-                                                             L"012345678901234567890123456789",
+      {L"x",
+       [](WideStr& s) {
+         s += L"y";
+         s += L'z';
+         s += WideStr(L"!");
+       },
+       L"xyz!", "operator+="},
+      {L"ab", [](WideStr& s) { s.Append(L"0123456789", 7); },
+       L"ab0123456789012345678901234567890123456789"
+       L"012345678901234567890123456789",
        "repeats copied by doubling"},
       // Insert
       {L"hello", [](WideStr& s) { s.Insert(0, L">"); }, L">hello", "at the start"},
@@ -502,9 +508,9 @@ TEST(WideStr, AnOverflowLeavesTheStringUnchangedWithLastError12) {
     EXPECT_EQ(GetLastError(), 12) << row.reason;
     const auto events = log.Events();
     ASSERT_EQ(events.size(), 1u) << row.reason;
-    EXPECT_EQ(events[0], (std::vector<std::string>{"ORVGUI/601/0/2", "String overflow detected",
-                                                   std::string("length1=") + row.length1,
-                                                   std::string("length2=") + row.length2}))
+    EXPECT_EQ(events[0],
+              (std::vector<std::string>{"ORVGUI/601/0/2", "String overflow detected",
+                                        std::string("length1=") + row.length1, std::string("length2=") + row.length2}))
         << row.reason;
     EXPECT_STREQ(text.GetStr(), row.after) << row.reason;
     EXPECT_EQ(text.GetLen(), wcslen(row.after)) << row.reason;
