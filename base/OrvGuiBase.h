@@ -36,5 +36,6 @@
 #include "base/text/Blob.h"
 #include "base/text/Escapes.h"
 #include "base/text/Formatter.h"
+#include "base/text/Utf.h"
 #include "base/time/Clock.h"
 #include "telemetry/Telemetry.h"
