@@ -37,6 +37,7 @@
 #include "base/text/Blob.h"
 #include "base/text/Escapes.h"
 #include "base/text/Formatter.h"
+#include "base/text/Utf.h"
 #include "base/text/WideStr.h"
 #include "base/time/Clock.h"
 #include "telemetry/Telemetry.h"
