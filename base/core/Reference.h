@@ -41,8 +41,9 @@ class ORVGUI_API Reference {
 
   // GetCount: the current count (a snapshot; other threads may change it at once).
   int32_t GetCount() const noexcept { return m_count.load(std::memory_order_relaxed); }
-  // IsShared: more than one owner.
-  bool IsShared() const noexcept { return GetCount() > 1; }
+  // IsShared: more than one owner. An acquire load: a caller that finds itself the only owner
+  // may write the body, and must see every write of the owners that let it go.
+  bool IsShared() const noexcept { return m_count.load(std::memory_order_acquire) > 1; }
 
  protected:
   std::atomic<int32_t> m_count{1};

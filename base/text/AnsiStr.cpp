@@ -14,8 +14,7 @@
 #include <new>
 
 #include "base/core/ParticleAllocator.h"
-#include "base/core/UpcallEvents.h"
-#include "base/text/Formatter.h"
+#include "base/text/StringEvents.h"
 
 namespace OrvGuiBase {
 
@@ -25,23 +24,11 @@ constexpr uint64_t kMaxLength = 0xFFFFFFFFu;
 constexpr size_t kLargestParticle = 1024;  // larger bodies are heap blocks
 
 void ReportAllocationFailure(uint64_t capacity) {
-  const OrvGuiTrace::EventField fields[] = {
-      {"bytes", FmtArgs("%llu", static_cast<unsigned long long>(capacity + 16))},
-      {"codeunits", FmtArgs("%llu", static_cast<unsigned long long>(capacity))},
-  };
-  OrvGuiTrace::ReportEvent("ORVGUI", 1, "String allocation failed", fields, 2, OrvGuiTrace::kEventError,
-                           OrvGuiTrace::kCategoryInternal);
-  errno = ENOMEM;
+  ReportStringFailure(1, "String allocation failed", "bytes", capacity + 16, "codeunits", capacity);
 }
 
 void ReportOverflow(uint64_t length1, uint64_t length2) {
-  const OrvGuiTrace::EventField fields[] = {
-      {"length1", FmtArgs("%llu", static_cast<unsigned long long>(length1))},
-      {"length2", FmtArgs("%llu", static_cast<unsigned long long>(length2))},
-  };
-  OrvGuiTrace::ReportEvent("ORVGUI", 2, "String overflow detected", fields, 2, OrvGuiTrace::kEventError,
-                           OrvGuiTrace::kCategoryInternal);
-  errno = ENOMEM;
+  ReportStringFailure(2, "String overflow detected", "length1", length1, "length2", length2);
 }
 
 inline char FoldCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }

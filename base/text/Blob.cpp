@@ -4,8 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "base/core/UpcallEvents.h"
-#include "base/text/Formatter.h"
+#include "base/text/StringEvents.h"
 
 namespace OrvGuiBase {
 
@@ -13,26 +12,17 @@ namespace {
 
 constexpr uint64_t kMaxLength = 0xFFFFFFFFu;
 
-AnsiStr Decimal(uint64_t value) { return FmtArgs("%llu", static_cast<unsigned long long>(value)); }
-
 // A body for request bytes with the narrow size rule; null with event 100 when refused.
 Blob::Imp* AllocBody(uint64_t request, uint64_t length) {
   Blob::Imp* body = Blob::Imp::Create(request);
-  if (body == nullptr) {
-    const OrvGuiTrace::EventField fields[] = {{"size_bytes", Decimal(Blob::Imp::GetAllocSize(request) + 16)},
-                                              {"length_bytes", Decimal(length)}};
-    OrvGuiTrace::ReportEvent("ORVGUI", 100, "Blob allocation failed", fields, 2, OrvGuiTrace::kEventError,
-                             OrvGuiTrace::kCategoryInternal);
-    errno = ENOMEM;
-  }
+  if (body == nullptr)
+    ReportStringFailure(100, "Blob allocation failed", "size_bytes", Blob::Imp::GetAllocSize(request) + 16,
+                        "length_bytes", length);
   return body;
 }
 
 void ReportOverflow(uint64_t length1, uint64_t length2) {
-  const OrvGuiTrace::EventField fields[] = {{"length1", Decimal(length1)}, {"length2", Decimal(length2)}};
-  OrvGuiTrace::ReportEvent("ORVGUI", 101, "Blob overflow detected", fields, 2, OrvGuiTrace::kEventError,
-                           OrvGuiTrace::kCategoryInternal);
-  errno = ENOMEM;
+  ReportStringFailure(101, "Blob overflow detected", "length1", length1, "length2", length2);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 #include "base/core/LockInfo.h"
 #include "base/core/TimingData.h"
 #include "telemetry/Telemetry.h"
-#include "trace/EventReport.h"
+#include "helpers/EventLog.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -147,20 +147,6 @@ std::atomic<uint64_t> g_ticks{1000};
 uint64_t ManualClock() { return g_ticks.load(); }
 constexpr uint64_t kTicksPerMs = 1000000;
 
-struct EventLog {
-  std::vector<std::vector<std::string>> events;  // message, then name=value per field
-  static void Observe(const char* source, unsigned id, const char* message, const OrvGuiTrace::EventField* fields,
-                      unsigned count, unsigned type, unsigned category, void* context) {
-    std::vector<std::string> event{std::string(source) + "/" + std::to_string(id) + "/" + std::to_string(type) +
-                                       "/" + std::to_string(category),
-                                   message};
-    for (unsigned i = 0; i < count; ++i) event.push_back(std::string(fields[i].name) + "=" + fields[i].value.GetStr());
-    static_cast<EventLog*>(context)->events.push_back(event);
-  }
-  EventLog() { OrvGuiTrace::SetEventObserver(&Observe, this); }
-  ~EventLog() { OrvGuiTrace::SetEventObserver(nullptr, nullptr); }
-};
-
 TEST(LockInfo, HoldingLongerThanTheThresholdReportsOnceAtTheOutermostRelease) {
   ASSERT_EQ(LockInfo::GetShortCriticalSectionThreshold(), 300u) << "the test runs without THRESHOLD_ variables";
   struct Case {
@@ -169,16 +155,17 @@ TEST(LockInfo, HoldingLongerThanTheThresholdReportsOnceAtTheOutermostRelease) {
   };
   for (const Case c : {Case{300, 0}, Case{301, 1}, Case{0, 0}, Case{5000, 1}}) {
     LockInfo lock("TestTimed", LockInfo::ThresholdClass::Short, &ManualClock);
-    EventLog log;
+    EventLog events;
     lock.Enter("outer");
     lock.Enter("inner");  // re-entry only deepens the holding
     g_ticks += c.heldMs * kTicksPerMs;
     lock.Leave();
-    EXPECT_TRUE(log.events.empty()) << "an inner release never reports";
+    EXPECT_TRUE(events.Events().empty()) << "an inner release never reports";
     lock.Leave();
-    ASSERT_EQ(log.events.size(), c.events) << "held " << c.heldMs << " ms";
+    const auto log = events.Events();
+    ASSERT_EQ(log.size(), c.events) << "held " << c.heldMs << " ms";
     if (c.events == 1) {
-      EXPECT_EQ(log.events[0],
+      EXPECT_EQ(log[0],
                 (std::vector<std::string>{"ORVGUI/500/2/7", "Lock duration exceeded threshold", "lockname=TestTimed",
                                           "locksite=outer", "calltime_ms=" + std::to_string(c.heldMs),
                                           "threshold_ms=300"}));

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/text/Blob.h"
-#include "trace/EventReport.h"
+#include "helpers/EventLog.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -195,17 +195,8 @@ TEST(AnsiStr, Utf8Positions) {
   EXPECT_EQ(s.GetCount(0, 100), 7u);
 }
 
-std::vector<std::string> g_events;
-void Observe(const char* source, unsigned id, const char* message, const OrvGuiTrace::EventField* fields,
-             unsigned count, unsigned, unsigned, void*) {
-  std::string event = std::string(source) + "/" + std::to_string(id) + " " + message;
-  for (unsigned i = 0; i < count; ++i) event += std::string(" ") + fields[i].name + "=" + fields[i].value.GetStr();
-  g_events.push_back(event);
-}
-
 TEST(AnsiStr, OverflowLeavesTheStringUnchanged) {
-  g_events.clear();
-  OrvGuiTrace::SetEventObserver(&Observe, nullptr);
+  EventLog events;
   AnsiStr s("0123456789");
   errno = 0;
   s.Append("0123456789", 0x20000000);  // 5 GiB: past 32 bits before anything is allocated
@@ -213,9 +204,10 @@ TEST(AnsiStr, OverflowLeavesTheStringUnchanged) {
   EXPECT_EQ(errno, 12);
   AnsiStr built(AnsiSubStr("ab"), 0x80000000u);
   EXPECT_TRUE(built.IsEmpty());
-  OrvGuiTrace::SetEventObserver(nullptr, nullptr);
-  ASSERT_EQ(g_events.size(), 2u);
-  EXPECT_EQ(g_events[0], "ORVGUI/2 String overflow detected length1=10 length2=5368709120");
+  const auto log = events.Events();
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_EQ(log[0], (std::vector<std::string>{"ORVGUI/2/0/2", "String overflow detected", "length1=10",
+                                              "length2=5368709120"}));
 }
 
 TEST(AnsiStrBuilder, BuildsWithTheFastRuleAndDetaches) {
