@@ -86,8 +86,9 @@ MutexHandleData* FindHandle(MutexHandleList* list, const char* name) {
   return nullptr;
 }
 
-// ValidateName: a relative path whose components are neither empty, "." nor "..".
-bool ValidateName(const char* name) {
+}  // namespace
+
+bool IsValidMutexName(const char* name) {
   if (name == nullptr || *name == 0) return false;
   const char* component = name;
   for (;;) {
@@ -98,6 +99,8 @@ bool ValidateName(const char* name) {
     component = end + 1;
   }
 }
+
+namespace {
 
 // OpenDirectoryAt: a directory below parent (AT_FDCWD for an absolute path) as an O_PATH
 // descriptor, refusing a symbolic link with ELOOP and anything else than a directory with
@@ -246,7 +249,7 @@ MutexHandleData* CreateMutex(bool /*initialOwner: there is no initial owner*/, c
     errno = ENOSYS;  // 38 for a missing name, as callers of CreateMutex expect
     return nullptr;
   }
-  if (!ValidateName(name)) {
+  if (!IsValidMutexName(name)) {
     errno = EINVAL;
     return nullptr;
   }
@@ -254,7 +257,7 @@ MutexHandleData* CreateMutex(bool /*initialOwner: there is no initial owner*/, c
 }
 
 MutexHandleData* OpenMutex(const char* name) {
-  if (!ValidateName(name)) {
+  if (!IsValidMutexName(name)) {
     errno = EINVAL;
     return nullptr;
   }

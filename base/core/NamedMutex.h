@@ -57,6 +57,9 @@ ORVGUI_API const char* GetMutexDirectory();
 // GetMutexFileName: the file of a name, "/tmp/.mutexes/<name>"; empty for a null or empty name.
 ORVGUI_API AnsiStr GetMutexFileName(const char* name);
 
+// IsValidMutexName: a non-empty relative path whose components are neither empty, "." nor "..".
+ORVGUI_API bool IsValidMutexName(const char* name);
+
 // CreateMutex: makes sure the directory and the file exist, then opens the name like
 // OpenMutex. The boolean has no effect (there is no initial owner). A null name fails with
 // last error 38.
