@@ -79,15 +79,11 @@ bool Thread::IsTerminationRequested() {
 }
 
 bool Thread::WaitForTermination(uint32_t timeoutMs) {
-  const WaitDeadline deadline(timeoutMs);
   CriticalSectionContext hold(m_lock, "Thread::WaitForTermination");
-  while (!m_terminate)
-    if (!m_changed.WaitUntil(m_lock, deadline)) return false;
-  return true;
+  return m_changed.WaitFor(m_lock, timeoutMs, [this] { return m_terminate; });
 }
 
 bool Thread::Join(uint32_t timeoutMs) {
-  const WaitDeadline deadline(timeoutMs);
   CriticalSectionContext hold(m_lock, "Thread::Join");
   if (m_state == State::Idle) {
     errno = EINVAL;
@@ -97,8 +93,7 @@ bool Thread::Join(uint32_t timeoutMs) {
     errno = EDEADLK;
     return false;
   }
-  while (m_state == State::Running)
-    if (!m_changed.WaitUntil(m_lock, deadline)) return false;
+  if (!m_changed.WaitFor(m_lock, timeoutMs, [this] { return m_state != State::Running; })) return false;
   if (m_state == State::Finished) {
     // The function has returned; what remains is the thread's exit (its thread-exit handlers),
     // which does not need this object's lock. Joining under the lock makes concurrent joiners

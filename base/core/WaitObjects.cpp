@@ -90,10 +90,8 @@ bool Event::IsSet() {
 }
 
 bool Event::Wait(uint32_t timeoutMs) {
-  const WaitDeadline deadline(timeoutMs);
   CriticalSectionContext hold(m_lock, "Event::Wait");
-  while (!m_set)
-    if (!m_changed.WaitUntil(m_lock, deadline)) return false;
+  if (!m_changed.WaitFor(m_lock, timeoutMs, [this] { return m_set; })) return false;
   if (!m_manualReset) m_set = false;
   return true;
 }
@@ -121,10 +119,8 @@ bool Semaphore::Release(uint32_t count, uint32_t* previous) {
 }
 
 bool Semaphore::Wait(uint32_t timeoutMs) {
-  const WaitDeadline deadline(timeoutMs);
   CriticalSectionContext hold(m_lock, "Semaphore::Wait");
-  while (m_count == 0)
-    if (!m_available.WaitUntil(m_lock, deadline)) return false;
+  if (!m_available.WaitFor(m_lock, timeoutMs, [this] { return m_count > 0; })) return false;
   --m_count;
   return true;
 }

@@ -52,9 +52,8 @@ class ORVGUI_API WaitDeadline {
 // Condition: a condition variable used with a CriticalSection, on the monotonic clock.
 //
 //   CriticalSectionContext hold(lock);
-//   WaitDeadline deadline(timeoutMs);
-//   while (!ready)
-//     if (!queueChanged.WaitUntil(lock, deadline)) return false;   // last error 110
+//   if (!queueChanged.WaitFor(lock, timeoutMs, [&] { return !queue.empty(); }))
+//     return false;                                                // last error 110
 class ORVGUI_API Condition {
  public:
   Condition();
@@ -69,6 +68,15 @@ class ORVGUI_API Condition {
   bool Wait(CriticalSection& lock, uint32_t timeoutMs = kInfinite);
   // WaitUntil: the same with a deadline taken earlier.
   bool WaitUntil(CriticalSection& lock, const WaitDeadline& deadline);
+  // WaitFor: waits, under lock held once, until ready() is true, for at most timeoutMs. True
+  // when it is (also when it became so at the last moment), false with last error 110 when not.
+  template <class Predicate>
+  bool WaitFor(CriticalSection& lock, uint32_t timeoutMs, Predicate ready) {
+    const WaitDeadline deadline(timeoutMs);
+    while (!ready())
+      if (!WaitUntil(lock, deadline)) return ready();
+    return true;
+  }
   // Signal: wakes one waiting thread, if any. Broadcast: wakes all of them.
   void Signal();
   void Broadcast();

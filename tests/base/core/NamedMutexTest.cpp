@@ -22,6 +22,7 @@
 #include "TestMutexDirectory.h"
 #include "TestProcess.h"
 #include "base/core/Thread.h"
+#include "base/core/ThreadExit.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -378,6 +379,27 @@ TEST(NamedMutex, AThreadsHandlesAreReleasedAtItsEnd) {
     ASSERT_EQ(stat(path.c_str(), &byPath), 0);
     EXPECT_TRUE(fstat(fd, &byFd) != 0 || byFd.st_ino != byPath.st_ino) << "the thread's file was closed";
   }
+}
+
+std::string g_lateName;
+std::atomic<int> g_lateResult{0};
+void UseMutexLate() {  // runs after the thread's own handle list was released
+  MutexHandleData* handle = CreateMutex(false, g_lateName.c_str());
+  const bool ok = handle != nullptr && OpenMutex(g_lateName.c_str()) == handle && handle->openCount == 2 &&
+                  WaitForMutex(handle, 0) && DropMutex(handle) && CloseMutex(handle) && CloseMutex(handle);
+  g_lateResult = ok ? 1 : -1;
+}
+
+TEST(NamedMutex, ThreadExitHandlersAfterTheReleaseStillWork) {
+  MutexDirectoryGuard guard;
+  g_lateName = guard.Name("late");
+  std::thread([] {
+    MutexHandleData* own = CreateMutex(false, g_lateName.c_str());  // the thread's list exists
+    ASSERT_TRUE(own != nullptr && WaitForMutex(own, 0));
+    SetThreadExitHandler(&UseMutexLate, -100);  // after the list's release at priority 0
+  }).join();
+  EXPECT_EQ(g_lateResult.load(), 1) << "the late handler had the shared fallback list";
+  EXPECT_TRUE(IsFreeFor(MutexDirectoryGuard::Path(g_lateName)));
 }
 
 TEST(NamedMutex, LinksAndFilesThatAreNotRegularAreRefused) {

@@ -251,8 +251,7 @@ TEST(ThreadConcurrency, ConditionsWaitForAPredicateAndTimeOutHoldingTheLock) {
   });
   {
     CriticalSectionContext hold(lock);
-    const WaitDeadline deadline(kInfinite);
-    while (value < 100) ASSERT_TRUE(changed.WaitUntil(lock, deadline));
+    ASSERT_TRUE(changed.WaitFor(lock, kInfinite, [&] { return value == 100; }));
   }
   producer.join();
 
