@@ -93,6 +93,13 @@ TEST(MutexTool, RunsTheCommandUnderTheMutexAndPassesItsStatus) {
     EXPECT_EQ(result.err, c.err) << c.command[0];
   }
   EXPECT_EQ(RunProcess({flockProgram, "-n", path, "true"}).status, 0) << "...and released when it ends";
+
+  // A signal orvgui was started ignoring stays ignored for the command (nohup keeps working).
+  const ProcessResult nohup = RunProcess(
+      {"/bin/sh", "-c", "trap '' HUP; exec \"$0\" mutex \"$1\" -- sh -c 'kill -HUP $$; echo survived'",
+       ORVGUI_TEST_TOOL, name});
+  EXPECT_EQ(nohup.status, 0) << nohup.err;
+  EXPECT_EQ(nohup.out, "survived\n");
 }
 
 TEST(MutexTool, TimesOutWhileTheMutexIsHeldElsewhere) {

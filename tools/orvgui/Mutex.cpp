@@ -41,8 +41,9 @@ const char kUsage[] =
     "The mutex is held by orvgui itself and not handed to the command: it is released when the\n"
     "command has ended, or when orvgui ends in any way. While the command runs, orvgui ignores\n"
     "SIGINT and SIGQUIT (the command gets them from the terminal) and passes SIGTERM and SIGHUP\n"
-    "on to the command. Symbolic links at the directory or the file are never followed, and a\n"
-    "mutex file that is not a regular file is refused.\n"
+    "on to the command; a signal that orvgui was started ignoring stays ignored for both.\n"
+    "Symbolic links at the directory or the file are never followed, and a mutex file that is\n"
+    "not a regular file is refused.\n"
     "\n"
     "orvgui writes nothing on standard output. Its errors on standard error:\n"
     "  orvgui mutex: timed out after MS ms waiting for mutex 'NAME'\n"
@@ -102,26 +103,33 @@ std::string DescribeOpenFailure(const char* name, int error) {
 
 // RunCommand: spawns the command and waits for it; the exit status to report.
 int RunCommand(char** command) {
-  sigset_t forwarded, previousMask;
-  sigemptyset(&forwarded);
-  sigaddset(&forwarded, SIGTERM);
-  sigaddset(&forwarded, SIGHUP);
-  sigaddset(&forwarded, SIGINT);
-  sigaddset(&forwarded, SIGQUIT);
+  // SIGTERM and SIGHUP are passed on, SIGINT and SIGQUIT ignored, while the command runs; the
+  // command gets them at their default. A signal this process already ignores (nohup, a
+  // background job) stays ignored for both.
+  struct Disposition {
+    int signal;
+    bool forward;
+  };
+  const Disposition dispositions[] = {{SIGTERM, true}, {SIGHUP, true}, {SIGINT, false}, {SIGQUIT, false}};
+  sigset_t handled, previousMask;
+  sigemptyset(&handled);
+  for (const Disposition& d : dispositions) sigaddset(&handled, d.signal);
   // Until the child's id is known the signals wait blocked; then they reach it.
-  sigprocmask(SIG_BLOCK, &forwarded, &previousMask);
-  struct sigaction forward {}, ignore{};
-  forward.sa_handler = &ForwardSignal;
-  forward.sa_flags = SA_RESTART;
-  ignore.sa_handler = SIG_IGN;
-  sigaction(SIGTERM, &forward, nullptr);
-  sigaction(SIGHUP, &forward, nullptr);
-  sigaction(SIGINT, &ignore, nullptr);
-  sigaction(SIGQUIT, &ignore, nullptr);
+  sigprocmask(SIG_BLOCK, &handled, &previousMask);
+  sigset_t defaults;
+  sigemptyset(&defaults);
+  for (const Disposition& d : dispositions) {
+    struct sigaction action {}, previous{};
+    action.sa_handler = d.forward ? &ForwardSignal : SIG_IGN;
+    action.sa_flags = SA_RESTART;
+    if (sigaction(d.signal, nullptr, &previous) != 0 || previous.sa_handler == SIG_IGN) continue;
+    sigaction(d.signal, &action, nullptr);
+    sigaddset(&defaults, d.signal);
+  }
 
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  posix_spawnattr_setsigdefault(&attributes, &forwarded);
+  posix_spawnattr_setsigdefault(&attributes, &defaults);
   posix_spawnattr_setsigmask(&attributes, &previousMask);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
   pid_t child = -1;
