@@ -80,15 +80,11 @@ TEST(NamedMutex, BadNamesAndHandlesAreRefused) {
   struct stat status;
   EXPECT_NE(lstat(MutexDirectoryGuard::Path(missing).c_str(), &status), 0) << "nothing was created";
 
-  errno = 0;
-  EXPECT_FALSE(WaitForMutex(nullptr, 0));
-  EXPECT_EQ(errno, EINVAL);
-  errno = 0;
-  EXPECT_FALSE(DropMutex(nullptr));
-  EXPECT_EQ(errno, EINVAL);
-  errno = 0;
-  EXPECT_FALSE(CloseMutex(nullptr));
-  EXPECT_EQ(errno, EINVAL);
+  for (bool (*call)(MutexHandleData*) : {+[](MutexHandleData* h) { return Wait(h, 0); }, &DropMutex, &CloseMutex}) {
+    errno = 0;
+    EXPECT_FALSE(call(nullptr));
+    EXPECT_EQ(errno, EINVAL);
+  }
 }
 
 TEST(NamedMutex, HandlesAreCountedPerThreadAndFilesStay) {
@@ -455,15 +451,8 @@ TEST(NamedMutex, ListWaitsTakeAllOrNothingWithoutDeadlock) {
   ASSERT_TRUE(ha != nullptr && hb != nullptr);
 
   MutexHandleData* const withNull[] = {ha, nullptr};
-  struct Case {
-    MutexHandleData* const* list;
-    uint32_t count;
-  };
-  for (const Case& c : {Case{nullptr, 1}, Case{withNull, 0}, Case{withNull, 2}}) {
-    errno = 0;
-    EXPECT_FALSE(WaitForMutexList(c.list, c.count, 0));
-    EXPECT_EQ(errno, EINVAL);
-  }
+  EXPECT_FALSE(WaitForMutexList(withNull, 2, 0) || WaitForMutexList(withNull, 0, 0) || WaitForMutexList(nullptr, 1, 0));
+  EXPECT_EQ(errno, EINVAL);
 
   Peer peer(MutexDirectoryGuard::Path(b));
   ASSERT_TRUE(peer.TryLock());
