@@ -19,21 +19,26 @@ namespace {
 
 using namespace OrvGuiBase;
 
-// BenchMutex: a mutex of this run, whose file is removed afterwards.
+// BenchMutex: a mutex of this run, whose file is removed afterwards (and the directory, when
+// the run made it).
 class BenchMutex {
  public:
-  explicit BenchMutex(const char* tag) : m_name(std::string("orvgui-bench-") + std::to_string(getpid()) + "-" + tag) {
+  explicit BenchMutex(const char* tag)
+      : m_name(std::string("orvgui-bench-") + std::to_string(getpid()) + "-" + tag),
+        m_directoryExisted(access(GetMutexDirectory(), F_OK) == 0) {
     m_handle = CreateMutex(false, m_name.c_str());
   }
   ~BenchMutex() {
     CloseMutex(m_handle);
     unlink(GetMutexFileName(m_name.c_str()));
+    if (!m_directoryExisted) rmdir(GetMutexDirectory());
   }
   MutexHandleData* Get() const { return m_handle; }
   std::string Path() const { return GetMutexFileName(m_name.c_str()).GetStr(); }
 
  private:
   std::string m_name;
+  bool m_directoryExisted;
   MutexHandleData* m_handle;
 };
 
