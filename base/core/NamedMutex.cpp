@@ -34,7 +34,6 @@ namespace {
 constexpr char kMutexDirectory[] = "/tmp/.mutexes";
 constexpr mode_t kDirectoryMode = 0777;  // read, write and search for everybody
 constexpr mode_t kFileMode = 0666;       // read and write for everybody
-constexpr mode_t kOpenMode = 0777;
 
 struct MutexHandleNode {
   MutexHandleNode* next;
@@ -110,9 +109,12 @@ int OpenDirectoryAt(int parent, const char* path) {
   if (fd < 0) return -1;
   struct stat status;
   int error = 0;
-  if (Sys::FileStatus(fd, &status) != 0) error = errno;
-  else if (S_ISLNK(status.st_mode)) error = ELOOP;
-  else if (!S_ISDIR(status.st_mode)) error = ENOTDIR;
+  if (Sys::FileStatus(fd, &status) != 0)
+    error = errno;
+  else if (S_ISLNK(status.st_mode))
+    error = ELOOP;
+  else if (!S_ISDIR(status.st_mode))
+    error = ENOTDIR;
   if (error == 0) return fd;
   Sys::Close(fd);
   errno = error;
@@ -166,13 +168,15 @@ int OpenMutexFile(const char* name, bool create) {
       fd = -1;
     }
   }
-  if (fd < 0 && (!create || errno == EEXIST)) fd = Sys::OpenAt(directory, component, flags, kOpenMode);
+  if (fd < 0 && (!create || errno == EEXIST)) fd = Sys::OpenAt(directory, component, flags);
   int error = fd < 0 ? errno : 0;
   Sys::Close(directory);
   if (fd >= 0) {
     struct stat status;
-    if (Sys::FileStatus(fd, &status) != 0) error = errno;
-    else if (!S_ISREG(status.st_mode)) error = EINVAL;
+    if (Sys::FileStatus(fd, &status) != 0)
+      error = errno;
+    else if (!S_ISREG(status.st_mode))
+      error = EINVAL;
     if (error != 0) {
       Sys::Close(fd);
       fd = -1;
@@ -203,8 +207,10 @@ MutexHandleData* OpenHandle(const char* name, bool create) {
     handle->name = name;
   }
   if (handle == nullptr || node == nullptr || handle->name.GetLength() != strlen(name)) {
-    if (handle != nullptr) FreeHandle(handle);
-    else Sys::Close(fd);
+    if (handle != nullptr)
+      FreeHandle(handle);
+    else
+      Sys::Close(fd);
     FreeSimple(node);
     errno = ENOMEM;
     return nullptr;

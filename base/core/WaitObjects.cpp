@@ -75,8 +75,10 @@ Event::Event(bool manualReset, bool initiallySet) : m_lock("Event"), m_set(initi
 void Event::Set() {
   CriticalSectionContext hold(m_lock, "Event::Set");
   m_set = true;
-  if (m_manualReset) m_changed.Broadcast();
-  else m_changed.Signal();
+  if (m_manualReset)
+    m_changed.Broadcast();
+  else
+    m_changed.Signal();
 }
 
 void Event::Reset() {
@@ -113,8 +115,10 @@ bool Semaphore::Release(uint32_t count, uint32_t* previous) {
   }
   if (previous != nullptr) *previous = m_count;
   m_count += count;
-  if (count == 1) m_available.Signal();
-  else m_available.Broadcast();
+  if (count == 1)
+    m_available.Signal();
+  else
+    m_available.Broadcast();
   return true;
 }
 

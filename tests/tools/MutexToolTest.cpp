@@ -81,7 +81,10 @@ TEST(MutexTool, RunsTheCommandUnderTheMutexAndPassesItsStatus) {
       {{flockProgram, "-n", path, "true"}, 1, "", ""},  // the mutex is held while the command runs...
       // ...by orvgui: the command does not inherit the mutex file.
       {{"sh", "-c", "readlink /proc/$$/fd/* | grep -qxF \"$0\" && echo inherited; true", path}, 0, "", ""},
-      {{"orvgui-no-such-command"}, 127, "", "orvgui mutex: cannot run 'orvgui-no-such-command': No such file or directory\n"},
+      {{"orvgui-no-such-command"},
+       127,
+       "",
+       "orvgui mutex: cannot run 'orvgui-no-such-command': No such file or directory\n"},
       {{"/dev/null"}, 126, "", "orvgui mutex: cannot run '/dev/null': Permission denied\n"},
   };
   for (const Case& c : cases) {
@@ -95,9 +98,9 @@ TEST(MutexTool, RunsTheCommandUnderTheMutexAndPassesItsStatus) {
   EXPECT_EQ(RunProcess({flockProgram, "-n", path, "true"}).status, 0) << "...and released when it ends";
 
   // A signal orvgui was started ignoring stays ignored for the command (nohup keeps working).
-  const ProcessResult nohup = RunProcess(
-      {"/bin/sh", "-c", "trap '' HUP; exec \"$0\" mutex \"$1\" -- sh -c 'kill -HUP $$; echo survived'",
-       ORVGUI_TEST_TOOL, name});
+  const ProcessResult nohup =
+      RunProcess({"/bin/sh", "-c", "trap '' HUP; exec \"$0\" mutex \"$1\" -- sh -c 'kill -HUP $$; echo survived'",
+                  ORVGUI_TEST_TOOL, name});
   EXPECT_EQ(nohup.status, 0) << nohup.err;
   EXPECT_EQ(nohup.out, "survived\n");
 }
@@ -140,8 +143,10 @@ TEST(MutexTool, AKilledHolderReleasesAndTerminationReachesTheCommand) {
     BackgroundProcess holder({ORVGUI_TEST_TOOL, "mutex", name, "--", "sh", "-c", "echo held; exec sleep 60"});
     ASSERT_TRUE(holder.WaitForLine("held")) << c.reason;
     EXPECT_FALSE(WaitForMutex(mine, 0)) << c.reason;
-    if (c.wholeGroup) holder.KillGroup(c.signal);
-    else holder.Signal(c.signal);
+    if (c.wholeGroup)
+      holder.KillGroup(c.signal);
+    else
+      holder.Signal(c.signal);
     EXPECT_EQ(holder.Wait(), c.status) << c.reason;
     EXPECT_TRUE(WaitForMutex(mine, 0)) << c.reason;
     DropMutex(mine);

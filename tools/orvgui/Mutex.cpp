@@ -119,7 +119,8 @@ int RunCommand(char** command) {
   sigset_t defaults;
   sigemptyset(&defaults);
   for (const Disposition& d : dispositions) {
-    struct sigaction action {}, previous{};
+    struct sigaction action {
+    }, previous{};
     action.sa_handler = d.forward ? &ForwardSignal : SIG_IGN;
     action.sa_flags = SA_RESTART;
     if (sigaction(d.signal, nullptr, &previous) != 0 || previous.sa_handler == SIG_IGN) continue;

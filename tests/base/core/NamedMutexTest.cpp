@@ -1,8 +1,6 @@
 // Tests of named mutexes: handles per thread, recursion, exclusion between threads and
 // processes and against util-linux flock, the schedule of timed waits, release at thread end
 // and at a holder's death, and the refusal of links and of files that are not regular.
-#include "base/core/NamedMutex.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -21,6 +19,7 @@
 
 #include "TestMutexDirectory.h"
 #include "TestProcess.h"
+#include "base/core/NamedMutex.h"
 #include "base/core/Thread.h"
 #include "base/core/ThreadExit.h"
 
@@ -209,13 +208,15 @@ TEST(NamedMutex, ProcessesExcludeEachOtherAndAKilledHolderReleases) {
     EXPECT_FALSE(WaitForMutex(mine, 0));
     EXPECT_EQ(errno, kWaitTimeoutError);
     EXPECT_FALSE(WaitForMutex(mine, 30));
-    if (kill9) kill(child, SIGKILL);
-    else ASSERT_EQ(write(release[1], "r", 1), 1);
+    if (kill9)
+      kill(child, SIGKILL);
+    else
+      ASSERT_EQ(write(release[1], "r", 1), 1);
     EXPECT_TRUE(WaitForMutex(mine, 20000)) << "released by the other process";
     int status = 0;
     waitpid(child, &status, 0);
-    const bool endedAsExpected = kill9 ? WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL
-                                       : WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    const bool endedAsExpected =
+        kill9 ? WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL : WIFEXITED(status) && WEXITSTATUS(status) == 0;
     EXPECT_TRUE(endedAsExpected) << status;
     EXPECT_TRUE(DropMutex(mine));
     EXPECT_TRUE(CloseMutex(mine));
@@ -328,7 +329,8 @@ TEST(NamedMutex, SignalsDoNotShortenATimedWait) {
   ASSERT_NE(mine, nullptr);
   Peer peer(MutexDirectoryGuard::Path(name));
   ASSERT_TRUE(peer.TryLock());
-  struct sigaction action {}, previous{};
+  struct sigaction action {
+  }, previous{};
   action.sa_handler = &IgnoreSignal;  // no SA_RESTART: every signal interrupts the sleep
   sigaction(SIGUSR1, &action, &previous);
   const pthread_t waiter = pthread_self();

@@ -214,8 +214,10 @@ TEST(ThreadConcurrency, SemaphoresHandOutEveryUnitOnce) {
         if (semaphore.Wait()) ++taken;
     });
   for (int released = 0; released < kConsumers * kEach;) {
-    if (semaphore.Release(1)) ++released;
-    else std::this_thread::yield();  // at the maximum: the consumers catch up
+    if (semaphore.Release(1))
+      ++released;
+    else
+      std::this_thread::yield();  // at the maximum: the consumers catch up
   }
   for (std::thread& t : consumers) t.join();
   EXPECT_EQ(taken.load(), kConsumers * kEach);

@@ -21,9 +21,13 @@ int MakeDirectory(const char* path, mode_t mode) { return ::mkdir(path, mode); }
 
 int FileStatus(int fd, struct stat* status) { return ::fstat(fd, status); }
 
-int ChangeMode(int fd, mode_t mode) { return RetryOnInterrupt([&] { return ::fchmod(fd, mode); }); }
+int ChangeMode(int fd, mode_t mode) {
+  return RetryOnInterrupt([&] { return ::fchmod(fd, mode); });
+}
 
-int Flock(int fd, int operation) { return RetryOnInterrupt([&] { return ::flock(fd, operation); }); }
+int Flock(int fd, int operation) {
+  return RetryOnInterrupt([&] { return ::flock(fd, operation); });
+}
 
 void SleepMilliseconds(uint32_t milliseconds) {
   timespec remaining{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
