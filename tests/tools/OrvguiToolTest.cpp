@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "TestMutexDirectory.h"
 #include "TestProcess.h"
 
 namespace {
@@ -26,6 +27,7 @@ TEST(OrvguiTool, HelpVersionAndUsageErrors) {
       {{}, 2, "usage: orvgui <command>", ""},
       {{"info", "--help"}, 0, "usage: orvgui info", ""},
       {{"demo", "--help"}, 0, "usage: orvgui demo", ""},
+      {{"mutex", "--help"}, 0, "usage: orvgui mutex", ""},
       {{"info", "--version"}, 0, "orvgui 1.", ""},
       {{"frobnicate"}, 2, "", "orvgui: unknown command 'frobnicate' (see 'orvgui --help')\n"},
       {{"info", "extra"}, 2, "", "orvgui info: unexpected argument 'extra'\n"},
@@ -71,6 +73,7 @@ TEST(OrvguiTool, ParticleReplacementDisablesOnEveryValue) {
 }
 
 TEST(OrvguiTool, DemoRunsEveryStep) {
+  MutexDirectoryGuard guard;  // the demo shows a named mutex
   const ProcessResult result = Orvgui({"demo"});
   EXPECT_EQ(result.status, 0) << result.out << result.err;
   EXPECT_NE(result.out.find("demo complete"), std::string::npos);

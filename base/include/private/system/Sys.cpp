@@ -2,6 +2,8 @@
 #include "private/system/Sys.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -9,6 +11,30 @@ namespace OrvGuiBase::Sys {
 
 int Open(const char* path, int flags, mode_t mode) {
   return RetryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, mode); });
+}
+
+int OpenAt(int directoryFd, const char* path, int flags, mode_t mode) {
+  return RetryOnInterrupt([&] { return ::openat(directoryFd, path, flags | O_CLOEXEC, mode); });
+}
+
+int MakeDirectory(const char* path, mode_t mode) { return ::mkdir(path, mode); }
+
+int FileStatus(int fd, struct stat* status) { return ::fstat(fd, status); }
+
+int ChangeMode(int fd, mode_t mode) {
+  return RetryOnInterrupt([&] { return ::fchmod(fd, mode); });
+}
+
+int Flock(int fd, int operation) {
+  return RetryOnInterrupt([&] { return ::flock(fd, operation); });
+}
+
+void SleepMilliseconds(uint32_t milliseconds) {
+  timespec remaining{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
+  const int saved = errno;
+  while (::nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
+  }
+  errno = saved;
 }
 
 int Close(int fd) { return ::close(fd); }  // never retried: the descriptor is gone either way

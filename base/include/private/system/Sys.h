@@ -5,6 +5,7 @@
 // Every function leaves the system error number in errno (the last error) on failure.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cerrno>
@@ -24,8 +25,15 @@ auto RetryOnInterrupt(F f) -> decltype(f()) {
   return result;
 }
 
+// Open / OpenAt: open(2) and openat(2) with the close-on-exec flag always added.
 int Open(const char* path, int flags, mode_t mode = 0);
+int OpenAt(int directoryFd, const char* path, int flags, mode_t mode = 0);
 int Close(int fd);
+int MakeDirectory(const char* path, mode_t mode);
+int FileStatus(int fd, struct stat* status);
+int ChangeMode(int fd, mode_t mode);
+// Flock: flock(2); a blocking request waits again after a signal.
+int Flock(int fd, int operation);
 ssize_t Read(int fd, void* buffer, size_t size);
 // WriteAll: writes every byte (retrying short writes); false on failure.
 bool WriteAll(int fd, const void* data, size_t size);
@@ -33,6 +41,10 @@ bool WriteAll(int fd, const void* data, size_t size);
 bool ReadFile(const char* path, std::string& content);
 // ReadLink: the target of a symbolic link; false on failure.
 bool ReadLink(const char* path, std::string& target);
+
+// SleepMilliseconds: sleeps for the whole time; a signal interrupts the sleep only for as long
+// as its handler runs, after which the sleep goes on with the time that remained.
+void SleepMilliseconds(uint32_t milliseconds);
 
 // The monotonic high-resolution clock: ticks are nanoseconds.
 inline constexpr uint64_t kHighResolutionFrequency = 1000000000u;
