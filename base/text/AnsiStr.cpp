@@ -14,6 +14,7 @@
 #include <new>
 
 #include "base/core/ParticleAllocator.h"
+#include "base/text/CaseSearch.h"
 #include "base/text/StringEvents.h"
 
 namespace OrvGuiBase {
@@ -31,7 +32,6 @@ void ReportOverflow(uint64_t length1, uint64_t length2) {
   ReportStringFailure(2, "String overflow detected", "length1", length1, "length2", length2);
 }
 
-inline char FoldCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 inline bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
 // Writes n copies of text (length bytes each) at out; one-byte texts are a single store each.
@@ -340,26 +340,35 @@ uint32_t AnsiStr::CopyTo(char* buffer, uint32_t pos, uint32_t count) const {
 
 namespace {
 
+// UpperCopy: length bytes of text upper-cased as UTF-8. Upper-casing keeps every character's
+// length, so a position in the copy is the same position in the original.
+AnsiStr UpperCopy(const char* text, uint32_t length) {
+  AnsiStr copy;
+  char* buffer = copy.Alloc(length);
+  if (buffer != nullptr) {
+    memcpy(buffer, text, length);
+    buffer[length] = 0;
+    UTF8CharUpperA(buffer);
+  }
+  return copy;
+}
+
 // The position of the first match of needle at or after pos in text[0, length), or -1.
 int Search(const char* text, uint32_t length, uint32_t pos, const char* needle, uint32_t needleLength,
            bool ignoreCase) {
   if (needleLength == 0 || pos >= length || needleLength > length - pos) return -1;
-  if (!ignoreCase) {
-    // The first byte by memchr (vectorised in the runtime library), then the rest by memcmp.
-    const char* end = text + length - needleLength + 1;
-    for (const char* at = text + pos; at < end; ++at) {
-      at = static_cast<const char*>(memchr(at, needle[0], static_cast<size_t>(end - at)));
-      if (at == nullptr) return -1;
-      if (memcmp(at + 1, needle + 1, needleLength - 1) == 0) return static_cast<int>(at - text);
-    }
-    return -1;
+  if (ignoreCase) {
+    const AnsiStr subject = UpperCopy(text, length);
+    const AnsiStr wanted = UpperCopy(needle, needleLength);
+    if (subject.GetLength() != length || wanted.GetLength() != needleLength) return -1;  // NUL inside
+    return Search(subject.GetStr(), length, pos, wanted.GetStr(), needleLength, false);
   }
-  const char first = FoldCase(needle[0]);
-  for (uint32_t at = pos; at + needleLength <= length; ++at) {
-    if (FoldCase(text[at]) != first) continue;
-    uint32_t i = 1;
-    while (i < needleLength && FoldCase(text[at + i]) == FoldCase(needle[i])) ++i;
-    if (i == needleLength) return static_cast<int>(at);
+  // The first byte by memchr (vectorised in the runtime library), then the rest by memcmp.
+  const char* end = text + length - needleLength + 1;
+  for (const char* at = text + pos; at < end; ++at) {
+    at = static_cast<const char*>(memchr(at, needle[0], static_cast<size_t>(end - at)));
+    if (at == nullptr) return -1;
+    if (memcmp(at + 1, needle + 1, needleLength - 1) == 0) return static_cast<int>(at - text);
   }
   return -1;
 }
@@ -377,12 +386,17 @@ int AnsiStr::Find(const char* text, uint32_t pos, bool ignoreCase) const {
 }
 
 unsigned AnsiStr::Count(char c, uint32_t pos, bool ignoreCase) const {
+  if (ignoreCase) return UpperCopy(GetStr(), GetLength()).Count(UTF8CharUpperA(c), pos, false);  // fold once
   unsigned count = 0;
   for (int at = Find(c, pos, ignoreCase); at >= 0; at = Find(c, static_cast<uint32_t>(at) + 1, ignoreCase)) ++count;
   return count;
 }
 
 unsigned AnsiStr::Count(const char* text, uint32_t pos, bool ignoreCase) const {
+  if (ignoreCase && text != nullptr) {  // fold once, then count plainly
+    const AnsiStr wanted = UpperCopy(text, static_cast<uint32_t>(strlen(text)));
+    return UpperCopy(GetStr(), GetLength()).Count(wanted.GetStr(), pos, false);
+  }
   unsigned count = 0;
   for (int at = Find(text, pos, ignoreCase); at >= 0; at = Find(text, static_cast<uint32_t>(at) + 1, ignoreCase))
     ++count;
@@ -393,10 +407,8 @@ int AnsiStr::FindLast(char c, uint32_t pos, bool ignoreCase) const {
   const uint32_t length = GetLength();
   if (c == 0 || pos >= length) return -1;
   const char* text = GetStr();
-  const char wanted = ignoreCase ? FoldCase(c) : c;
-  for (uint32_t at = length; at-- > pos;)
-    if ((ignoreCase ? FoldCase(text[at]) : text[at]) == wanted) return static_cast<int>(at);
-  return -1;
+  const char* hit = ignoreCase ? StrRChrIA(text + pos, text + length, c) : StrRChrA(text + pos, text + length, c);
+  return hit != nullptr ? static_cast<int>(hit - text) : -1;
 }
 
 int AnsiStr::Compare(const char* a, const char* b) { return strcmp(a != nullptr ? a : "", b != nullptr ? b : ""); }
@@ -411,14 +423,11 @@ int AnsiStr::NCompare(const char* a, const char* b, uint32_t n) {
 
 int AnsiStr::NCompare(const char* a, const char* b, uint32_t n, bool ignoreCase) {
   if (!ignoreCase) return NCompare(a, b, n);
-  const unsigned char* p = reinterpret_cast<const unsigned char*>(a != nullptr ? a : "");
-  const unsigned char* q = reinterpret_cast<const unsigned char*>(b != nullptr ? b : "");
-  for (uint32_t i = 0; i < n; ++i) {
-    const int x = static_cast<unsigned char>(FoldCase(static_cast<char>(p[i])));
-    const int y = static_cast<unsigned char>(FoldCase(static_cast<char>(q[i])));
-    if (x != y || x == 0) return x - y;
-  }
-  return 0;
+  a = a != nullptr ? a : "";
+  b = b != nullptr ? b : "";
+  const AnsiStr left = UpperCopy(a, static_cast<uint32_t>(strnlen(a, n)));
+  const AnsiStr right = UpperCopy(b, static_cast<uint32_t>(strnlen(b, n)));
+  return strncmp(left.GetStr(), right.GetStr(), n);
 }
 
 // ---- Replacement and mapping -----------------------------------------------------------------

@@ -13,6 +13,7 @@
 //   4. New body: copy the head, the copies and the tail, then release the old body.
 // The shared empty body has capacity 0 and a count of 2, so it is never written (step 3 needs
 // a count below 2) and never released (Link and Release skip capacity 0).
+#include "base/text/CaseSearch.h"
 #include "base/text/WideStr.h"
 
 #include <cstring>
@@ -79,8 +80,8 @@ bool Inside(const WideStr::Imp* imp, const wchar_t* chars, const wchar_t* p) noe
   return at >= begin && at < end;
 }
 
-inline wchar_t Lower(wchar_t c) noexcept { return static_cast<wchar_t>(towlower(static_cast<wint_t>(c))); }
-inline wchar_t Upper(wchar_t c) noexcept { return static_cast<wchar_t>(towupper(static_cast<wint_t>(c))); }
+inline wchar_t Lower(wchar_t c) noexcept { return FoldWideChar(c, false); }
+inline wchar_t Upper(wchar_t c) noexcept { return FoldWideChar(c, true); }
 
 constexpr uint32_t kNone = 0xFFFFFFFFu;  // no match (a position is always below the length)
 
