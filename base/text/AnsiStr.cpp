@@ -14,6 +14,7 @@
 #include <new>
 
 #include "base/core/ParticleAllocator.h"
+#include "base/text/AnsiChar.h"
 #include "base/text/CaseSearch.h"
 #include "base/text/StringEvents.h"
 
@@ -462,6 +463,10 @@ AnsiStr& AnsiStr::Replace(AnsiSubStr from, AnsiSubStr to) {
   }
   result.Append(AnsiSubStr(text + done, length - done));
   return *this = result;
+}
+
+AnsiStr& AnsiStr::Replace(const AnsiChar& from, const AnsiChar& to) {
+  return Replace(AnsiSubStr(from.GetStr()), AnsiSubStr(to.GetStr()));
 }
 
 AnsiStr& AnsiStr::Modify(char (*map)(char)) {

@@ -35,6 +35,7 @@
 namespace OrvGuiBase {
 
 class AnsiStr;
+class AnsiChar;
 
 // AnsiSubStr: a view of bytes (a pointer and a 32-bit length); the common argument of all
 // operations. It does not own the bytes.
@@ -189,6 +190,7 @@ class ORVGUI_API AnsiStr {
   // Replace: every occurrence, left to right, without overlap; an empty from does nothing.
   AnsiStr& Replace(char from, char to);
   AnsiStr& Replace(AnsiSubStr from, AnsiSubStr to);
+  AnsiStr& Replace(const AnsiChar& from, const AnsiChar& to);
   // ToLower / ToUpper / Modify: map each byte.
   AnsiStr& ToLower();
   AnsiStr& ToUpper();
