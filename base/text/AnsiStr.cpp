@@ -11,11 +11,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <new>
 
 #include "base/core/ParticleAllocator.h"
 #include "base/text/AnsiChar.h"
 #include "base/text/CaseSearch.h"
+#include "base/text/Utf.h"
+#include "base/text/WideStr.h"
 #include "base/text/StringEvents.h"
 
 namespace OrvGuiBase {
@@ -118,6 +121,32 @@ AnsiStr::AnsiStr(AnsiSubStr text, uint32_t n) {
 }
 
 AnsiStr::AnsiStr(char c, uint32_t n) : AnsiStr(AnsiSubStr(&c, c != 0 ? 1 : 0), n) {}
+
+namespace {
+// The UTF-8 form of length wide characters into a fresh body; null (last error set) on failure.
+AnsiStr::Imp* FromWide(const wchar_t* text, size_t length) {
+  if (text == nullptr || length == 0) return nullptr;
+  if (length > 0xFFFFFFFEu) {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  const char32_t* units = reinterpret_cast<const char32_t*>(text);
+  const uint32_t bytes = UTF32toUTF8(units, static_cast<uint32_t>(length), nullptr, 0);
+  if (bytes == 0) return nullptr;
+  AnsiStr::Imp* body = AnsiStr::Imp::Alloc(bytes);
+  if (body == nullptr) return nullptr;
+  UTF32toUTF8(units, static_cast<uint32_t>(length), body->text, bytes);
+  body->text[bytes] = 0;
+  body->length = bytes;
+  return body;
+}
+}  // namespace
+
+static_assert(sizeof(wchar_t) == sizeof(char32_t), "wide text is UTF-32");
+
+AnsiStr::AnsiStr(const wchar_t* text) : m_imp(FromWide(text, text != nullptr ? wcslen(text) : 0)) {}
+
+AnsiStr::AnsiStr(const WideStr& text) : m_imp(FromWide(text.GetStr(), text.GetLen())) {}
 
 AnsiStr::AnsiStr(const AnsiStr& other) noexcept : m_imp(other.m_imp) {
   if (m_imp != nullptr) m_imp->Link();

@@ -36,6 +36,7 @@ namespace OrvGuiBase {
 
 class AnsiStr;
 class AnsiChar;
+class WideStr;
 
 // AnsiSubStr: a view of bytes (a pointer and a 32-bit length); the common argument of all
 // operations. It does not own the bytes.
@@ -91,6 +92,10 @@ class ORVGUI_API AnsiStr {
   AnsiStr(const char* text, uint32_t length);  // the first length bytes (NULs included)
   AnsiStr(AnsiSubStr text, uint32_t n = 1);  // NOLINT(google-explicit-constructor)
   AnsiStr(char c, uint32_t n = 1);           // NOLINT(google-explicit-constructor)
+  // From wide (UTF-32) text: its UTF-8 form; empty with last error 84 when the text holds a value
+  // that is no Unicode character.
+  explicit AnsiStr(const wchar_t* text);
+  explicit AnsiStr(const WideStr& text);
   AnsiStr(const AnsiStr& other) noexcept;
   AnsiStr(AnsiStr&& other) noexcept : m_imp(other.m_imp) { other.m_imp = nullptr; }
   ~AnsiStr();
@@ -100,6 +105,8 @@ class ORVGUI_API AnsiStr {
   AnsiStr& operator=(const char* text) { return Set(AnsiSubStr(text)); }
   AnsiStr& operator=(AnsiSubStr text) { return Set(text); }
   AnsiStr& operator=(char c) { return Set(c); }
+  AnsiStr& operator=(const wchar_t* text) { return *this = AnsiStr(text); }
+  AnsiStr& operator=(const WideStr& text) { return *this = AnsiStr(text); }
 
   // Reading.
   const char* GetStr() const noexcept { return m_imp != nullptr ? m_imp->text : Imp::GetEmpty(); }

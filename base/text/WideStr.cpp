@@ -13,7 +13,9 @@
 //   4. New body: copy the head, the copies and the tail, then release the old body.
 // The shared empty body has capacity 0 and a count of 2, so it is never written (step 3 needs
 // a count below 2) and never released (Link and Release skip capacity 0).
+#include "base/text/AnsiStr.h"
 #include "base/text/CaseSearch.h"
+#include "base/text/Utf.h"
 #include "base/text/WideStr.h"
 
 #include <cstring>
@@ -164,6 +166,27 @@ WideStr::Imp* WideStr::Imp::GetEmpty() noexcept {
 // ---- Construction, assignment, length ------------------------------------------------------
 
 WideStr::WideStr(WideSubStr text, uint32_t n) noexcept : m_text(Imp::GetEmpty()->text) { Build(text, n, {}); }
+
+namespace {
+// Decodes length bytes of UTF-8 into target (which must have room for the units and a NUL).
+void DecodeInto(WideStr& target, const char* text, uint32_t length) noexcept {
+  if (text == nullptr || length == 0) return;
+  const uint32_t units = UTF8toUTF32(text, length, nullptr, 0);
+  if (units == 0) return;
+  wchar_t* buffer = target.Alloc(units);
+  if (buffer == nullptr) return;
+  UTF8toUTF32(text, length, reinterpret_cast<char32_t*>(buffer), units);
+  buffer[units] = 0;  // the length is measured on first use
+}
+}  // namespace
+
+WideStr::WideStr(const char* text) noexcept : m_text(Imp::GetEmpty()->text) {
+  DecodeInto(*this, text, text != nullptr ? static_cast<uint32_t>(strlen(text)) : 0);
+}
+
+WideStr::WideStr(const AnsiStr& text) noexcept : m_text(Imp::GetEmpty()->text) {
+  DecodeInto(*this, text.GetStr(), text.GetLength());
+}
 
 const WideStr& WideStr::GetEmpty() noexcept {
   static const WideStr s_empty;  // its destructor leaves the shared body alone

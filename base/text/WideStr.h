@@ -35,6 +35,7 @@
 namespace OrvGuiBase {
 
 class WideStr;
+class AnsiStr;
 
 // WideSubStr: a view of wide characters: a pointer and a 32-bit length in characters. It owns
 // nothing and need not be NUL-terminated; the text it points at must outlive it.
@@ -102,6 +103,10 @@ class ORVGUI_API WideStr {
       : WideStr(WideSubStr(text), n) {}
   WideStr(WideSubStr text, uint32_t n = 1) noexcept;  // NOLINT(google-explicit-constructor)
   WideStr(const WideStr& text, uint32_t n) noexcept : WideStr(WideSubStr(text), n) {}
+  // From narrow (UTF-8) text, decoded as the converters decode it; empty with the converter's
+  // last error (84 for an ill-formed sequence).
+  explicit WideStr(const char* text) noexcept;
+  explicit WideStr(const AnsiStr& text) noexcept;
   explicit WideStr(wchar_t c, uint32_t n = 1) noexcept : WideStr(WideSubStr(&c, c != 0 ? 1 : 0), n) {}
   ~WideStr() { Release(); }
 
@@ -111,6 +116,8 @@ class ORVGUI_API WideStr {
   WideStr& operator=(const wchar_t* text) noexcept { return Set(text); }
   WideStr& operator=(WideSubStr text) noexcept { return Set(text); }
   WideStr& operator=(wchar_t c) noexcept { return Set(c); }
+  WideStr& operator=(const char* text) noexcept { return *this = WideStr(text); }
+  WideStr& operator=(const AnsiStr& text) noexcept { return *this = WideStr(text); }
 
   // GetEmpty: a static empty WideStr.
   static const WideStr& GetEmpty() noexcept;

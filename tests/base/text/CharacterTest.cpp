@@ -137,6 +137,23 @@ TEST_F(CharacterTest, StringsSearchAndCompareWithTheCaseMapping) {
   EXPECT_TRUE(WideChar(L'x').IsDifferent(L'X'));
 }
 
+TEST_F(CharacterTest, NarrowAndWideStringsConvert) {
+  const WideStr wide("gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80");
+  EXPECT_EQ(wide.GetLen(), 6u);
+  EXPECT_TRUE(wide == L"gr\u00FC\u00DF \U0001F600");
+  const AnsiStr back(wide);
+  EXPECT_STREQ(back.GetStr(), "gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80");
+  AnsiStr assigned;
+  assigned = L"\u20AC";
+  EXPECT_STREQ(assigned.GetStr(), "\xE2\x82\xAC");
+  errno = 0;
+  EXPECT_TRUE(WideStr("bad \xFF byte").IsEmpty());
+  EXPECT_EQ(errno, EILSEQ);
+  const wchar_t notACharacter[] = {L'a', static_cast<wchar_t>(0x110000), 0};
+  EXPECT_TRUE(AnsiStr(notACharacter).IsEmpty());
+  EXPECT_EQ(errno, EILSEQ);
+}
+
 // A folding hook that swaps only 'a' and 'b' cases, to see the hooks decide.
 char SwapFold(char c, bool toUpper) { return toUpper ? (c == 'a' ? 'B' : c) : (c == 'B' ? 'a' : c); }
 wchar_t WideFold(wchar_t c, bool toUpper) { return toUpper ? (c == L'q' ? L'Z' : c) : (c == L'Z' ? L'q' : c); }

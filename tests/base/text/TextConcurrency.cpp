@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -40,6 +41,32 @@ TEST(TextConcurrency, WideCopiesChangeOnTheirOwnWhileOthersShareTheBody) {
         }
         const WideStr again = copy;  // a second owner of the private body
         if (copy == source || again != copy || source != L"shared text body") ++failures;
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(failures.load(), 0);
+  EXPECT_FALSE(source.IsShared()) << "every copy has been released";
+}
+
+TEST(TextConcurrency, NarrowCopiesChangeOnTheirOwnWhileOthersShareTheBody) {
+  const AnsiStr source("shared text body");
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kRounds; ++i) {
+        AnsiStr copy = source;
+        switch ((t + i) % 4) {
+          case 0: copy.Append('!', 3); break;
+          case 1: copy.ToUpper(); break;
+          case 2: copy.Delete(0, 7); break;
+          default: copy.Replace("text", "TEXT"); break;
+        }
+        const AnsiStr again = copy;
+        AnsiStr unknown;
+        strcpy(unknown.Alloc(32), source.GetStr());  // a private body of unknown length
+        if (copy == source || !(again == copy) || !(source == "shared text body") || unknown.GetLength() != 16)
+          ++failures;
       }
     });
   for (std::thread& thread : threads) thread.join();

@@ -99,7 +99,7 @@ TEST(WideStr, EmptyStringsShareOneBodyThatIsNeverReleased) {
   text.Clear();
   EXPECT_EQ(text.GetStr(), empty.GetStr());
   EXPECT_EQ(WideStr(L"").GetStr(), empty.GetStr());
-  EXPECT_EQ(WideStr(nullptr).GetStr(), empty.GetStr());
+  EXPECT_EQ(WideStr(static_cast<const wchar_t*>(nullptr)).GetStr(), empty.GetStr());
   EXPECT_EQ(WideStr(L"abc", 0).GetStr(), empty.GetStr()) << "zero copies make nothing";
   text.Append(L"");  // an empty change of the shared body writes nothing
   EXPECT_EQ(text.GetStr(), empty.GetStr());
