@@ -1,0 +1,169 @@
+// Tests of the formatter: directive grammar, addressing, fetching, bounded pieces, fast paths.
+#include "base/text/Formatter.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <random>
+#include <string>
+
+#include "base/text/WideStr.h"
+
+namespace OrvGuiBase {
+namespace {
+
+std::string F(const AnsiStr& s) { return std::string(s.GetStr(), s.GetLength()); }
+
+TEST(Formatter, AddressingAndRepetition) {
+  EXPECT_EQ(F(FmtArgs("%2$s %1$s", "a", "b")), "b a");
+  EXPECT_EQ(F(FmtArgs("%1$s %s", "a", "b")), "") << "mixed addressing is rejected whole";
+  EXPECT_EQ(F(FmtArgs("%s %1$s", "a", "b")), "");
+  EXPECT_EQ(F(FmtArgs("%1$d %1$d", 7)), "7 7");
+  EXPECT_EQ(F(FmtArgs("%3$s-%1$d", 5, 0, "x")), "x-5") << "an unused position is consumed as an integer";
+  EXPECT_EQ(F(FmtArgs("%*d|%-*d|", 4, 7, 3, 8)), "   7|8  |");
+  EXPECT_EQ(F(FmtArgs("%2$*1$d|", 5, 42)), "   42|");
+  EXPECT_EQ(F(FmtArgs("%.*f", 2, 3.14159)), "3.14");
+  EXPECT_EQ(F(FmtArgs("%*d", -4, 1)), "1   ") << "a negative width left-aligns";
+}
+
+TEST(Formatter, GrammarEdges) {
+  struct Row {
+    const char* format;
+    const char* expected;
+  };
+  const Row rows[] = {
+      {"100%%", "100%"},
+      {"%%d", "%d"},
+      {"a%qkb", "akb"},  // no conversion: the k is literal text
+      {"%n", "n"},
+      {"%F", "F"},
+      {"x%", "x"},
+      {"%5", ""},
+      {"caf\xC3\xA9 %%", "caf\xC3\xA9 %"},
+  };
+  for (const Row& row : rows) EXPECT_EQ(F(FmtList(row.format, nullptr, nullptr)), row.expected) << row.format;
+}
+
+TEST(Formatter, IntegerWidthsAndModifiers) {
+  EXPECT_EQ(F(FmtArgs("%I64d", int64_t{1} << 32)), "4294967296");
+  EXPECT_EQ(F(FmtArgs("%I32d", -1)), "-1");
+  EXPECT_EQ(F(FmtArgs("%I32u", -1)), "4294967295") << "widened without sign";
+  EXPECT_EQ(F(FmtArgs("%lld|%zu|%jd|%td|%qd|%Ld", int64_t{-1} << 40, size_t{1} << 40, intmax_t{1} << 41,
+                      ptrdiff_t{1} << 42, int64_t{3} << 50, int64_t{-5})),
+            "-1099511627776|1099511627776|2199023255552|4398046511104|3377699720527872|-5");
+  EXPECT_EQ(F(FmtArgs("%hd|%hhd|%d", 70000, 300, INT32_MIN)), "4464|300|-2147483648") << "hh is read as h";
+  EXPECT_EQ(F(FmtArgs("%x|%X|%08X|%#x|%o", 0xBEEFu, 0xBEEFu, 0xABu, 255u, 8u)), "beef|BEEF|000000AB|0xff|10");
+  EXPECT_EQ(F(FmtArgs("%I16d|%I8x", 65535, 255)), "65535|ff");
+  EXPECT_EQ(F(FmtList("%I12d|%qs|end", nullptr, nullptr)), "||end") << "unsupported combinations print nothing";
+}
+
+TEST(Formatter, StringsAndPointers) {
+  EXPECT_EQ(F(FmtArgs("%s", static_cast<const char*>(nullptr))), "(null)");
+  EXPECT_EQ(F(FmtArgs("%10s|%-4s|%.2s", "abc", "x", "xyz")), "       abc|x   |xy");
+  EXPECT_EQ(F(FmtArgs("%c%c", 'o', 'k')), "ok");
+  std::string big(5000, 'q');
+  EXPECT_EQ(F(FmtArgs("[%s]", big.c_str())).size(), 5002u) << "a string piece holds the whole string";
+  EXPECT_EQ(F(FmtArgs("[%8s]", big.c_str())).size(), 5002u);
+  EXPECT_NE(F(FmtArgs("%p", static_cast<void*>(&big))), "");
+  EXPECT_EQ(F(FmtArgs("%ls|%S", L"wide", L"too")), "wide|too");
+}
+
+TEST(Formatter, PiecesAreBounded) {
+  const std::string plain = F(FmtArgs("%f", 1e300));
+  EXPECT_EQ(plain.size(), 128u);
+  EXPECT_EQ(plain.substr(0, 5), "10000");
+  EXPECT_EQ(F(FmtArgs("%200f", 1e300)).size(), 200u);
+  EXPECT_EQ(F(FmtArgs("%.3f", 2.0)), "2.000");
+  EXPECT_EQ(F(FmtArgs("%300d", 1)).size(), 300u);
+}
+
+TEST(Formatter, BadPointersBecomeError) {
+  const char* bad = reinterpret_cast<const char*>(uintptr_t{24});
+  EXPECT_EQ(F(FmtArgs("<%s>", bad)), "<(error)>");
+  EXPECT_EQ(F(FmtArgs("<%5s|%d>", bad, 3)), "<(error)|3>") << "only the faulting piece is lost";
+}
+
+TEST(Formatter, RendersInTheCLocale) {
+  if (setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr && setlocale(LC_NUMERIC, "C.UTF-8") == nullptr)
+    GTEST_SKIP() << "no other locale here";
+  EXPECT_EQ(F(FmtArgs("%.2f", 1.5)), "1.50");
+  setlocale(LC_NUMERIC, "C");
+}
+
+// The fast paths print byte for byte what the runtime's formatter prints in the "C" locale.
+TEST(Formatter, FastPathsMatchTheGeneralPath) {
+  std::mt19937_64 random(7);
+  for (int i = 0; i < 2000; ++i) {
+    const uint64_t bits = random();
+    const int32_t small = static_cast<int32_t>(bits);
+    const int64_t wide = static_cast<int64_t>(bits >> (random() % 64));
+    char expected[128];
+    snprintf(expected, sizeof expected, "%d %i %u %x %X %lld %llx %llu %c", small, small, static_cast<unsigned>(small),
+             static_cast<unsigned>(small), static_cast<unsigned>(small), static_cast<long long>(wide),
+             static_cast<unsigned long long>(wide), static_cast<unsigned long long>(wide), 'a' + static_cast<int>(bits % 26));
+    EXPECT_EQ(F(FmtArgs("%d %i %u %x %X %lld %llx %llu %c", small, small, static_cast<unsigned>(small),
+                        static_cast<unsigned>(small), static_cast<unsigned>(small), static_cast<long long>(wide),
+                        static_cast<unsigned long long>(wide), static_cast<unsigned long long>(wide),
+                        'a' + static_cast<int>(bits % 26))),
+              expected);
+  }
+}
+
+struct Supply {
+  int calls = 0;
+  bool failAt3 = false;
+};
+bool Fetch(unsigned number, unsigned type, FmtValues& value, const void* context) {
+  auto* supply = static_cast<Supply*>(const_cast<void*>(context));
+  ++supply->calls;
+  if (supply->failAt3 && number == 3) return false;
+  switch (type) {
+    case FmtValues::kInt32: value.int32 = static_cast<int32_t>(number * 10); break;
+    case FmtValues::kInt64: value.int64 = int64_t{1} << 40; break;
+    case FmtValues::kDouble: value.real = 0.5; break;
+    default: value.pointer = "text"; break;
+  }
+  return true;
+}
+
+TEST(Formatter, CallbackFormFetchesByType) {
+  Supply supply;
+  EXPECT_EQ(F(FmtList("%d %lld %.1f %s", &Fetch, &supply)), "10 1099511627776 0.5 text");
+  EXPECT_EQ(supply.calls, 4);
+  Supply failing{0, true};
+  EXPECT_EQ(F(FmtList("%d %d %d %d", &Fetch, &failing)), "") << "a failing fetch fails the whole result";
+}
+
+TEST(Formatter, AtMost127DirectivesAreConverted) {
+  std::string format;
+  for (int i = 0; i < 130; ++i) format += "%c";
+  FmtTable table;
+  ASSERT_TRUE(table.Build(format.c_str()));
+  EXPECT_EQ(table.GetCount(), 127u);
+}
+
+TEST(Formatter, WideRendererAndAlignment) {
+  WideStr out;
+  va_list none{};
+  (void)none;
+  auto wide = [&out](const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    orvvsnwprintf(out, 8, format, args);
+    va_end(args);
+  };
+  wide(L"%ls=%d", L"k", 5);
+  EXPECT_TRUE(out == L"k=5");
+  wide(L"%ls", reinterpret_cast<const wchar_t*>(uintptr_t{32}));
+  EXPECT_TRUE(out == L"(error)");
+  EXPECT_EQ(F(AlignLeft(" ab\n", 4)), "ab  ");
+  EXPECT_EQ(F(AlignRight("ab", 4)), "  ab");
+  EXPECT_EQ(F(AlignCenter("ab", 5)), "  ab ") << "the odd blank goes left";
+  EXPECT_EQ(F(AlignLeft("\xC3\xA9t\xC3\xA9s", 3)), "\xC3\xA9t\xC3\xA9") << "cut by characters, not bytes";
+}
+
+}  // namespace
+}  // namespace OrvGuiBase
