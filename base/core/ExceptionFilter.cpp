@@ -6,6 +6,7 @@
 #include "base/core/ExceptionFilter.h"
 
 #include <execinfo.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -66,6 +67,10 @@ void ExceptionFilter(int signal, siginfo_t* info, void* context) {
     PopCrashGuard(frame);
     frame->signal = signal;
     frame->address = info != nullptr ? info->si_addr : nullptr;
+    sigset_t caught;  // the handler runs with the signal blocked; the jump does not restore it
+    sigemptyset(&caught);
+    sigaddset(&caught, signal);
+    pthread_sigmask(SIG_UNBLOCK, &caught, nullptr);
     siglongjmp(frame->jump, 1);
   }
   if (g_reporting.fetch_add(1) == 0) {

@@ -108,6 +108,9 @@ class Output {
     if (m_spilled) return m_builder.Detach();
     return AnsiStr(m_buffer, static_cast<uint32_t>(m_length));
   }
+  // Room: where n more bytes and a terminator can be written in place, or null.
+  char* Room(size_t n) { return !m_spilled && m_length + n + 1 <= sizeof m_buffer ? m_buffer + m_length : nullptr; }
+  void Commit(size_t n) { m_length += n; }
 
  private:
   char m_buffer[480];
@@ -367,7 +370,8 @@ bool FmtTable::Build(const char* format) {
 
 template <class Source>
 bool FmtTable::FillFrom(Source& source) {
-  uint8_t types[kMaxPositions + 1] = {};
+  uint8_t types[kMaxPositions + 1];
+  memset(types, 0, m_highest + 1);
   for (unsigned r = 0; r < m_records; ++r) {
     const Record* record = m_table[r];
     if (record->widthPosition != 0) types[record->widthPosition] = FmtValues::kInt32;
@@ -515,6 +519,28 @@ AnsiStr FmtTable::GetStr() {
       if (length > capacity) capacity = length > 0x7FFFFFF0u ? 0x7FFFFFF0u : static_cast<unsigned>(length);
     }
     locale.Enter();
+    if (char* room = out.Room(capacity)) {  // render straight into the output when it has room
+      int written = -1;
+      const bool completed = CallGuarded("orvvsnprintf", [&] {
+        switch (record->valueType) {
+          case FmtValues::kInt32: written = snprintf(room, capacity + size_t{1}, format, static_cast<int>(record->value)); break;
+          case FmtValues::kInt64: written = snprintf(room, capacity + size_t{1}, format, static_cast<long long>(record->value)); break;
+          case FmtValues::kDouble: {
+            double real;
+            memcpy(&real, &record->value, sizeof real);
+            written = snprintf(room, capacity + size_t{1}, format, real);
+            break;
+          }
+          default: written = snprintf(room, capacity + size_t{1}, format, pointer); break;
+        }
+      });
+      if (completed && written >= 0) {
+        out.Commit(strnlen(room, capacity));  // up to the terminator, as a piece is taken
+      } else {
+        out.Append("(error)", 7);
+      }
+      continue;
+    }
     AnsiStr piece;
     switch (record->valueType) {
       case FmtValues::kInt32: RenderPiece(piece, capacity, format, static_cast<int>(record->value)); break;
@@ -532,9 +558,101 @@ AnsiStr FmtTable::GetStr() {
   return out.Result();
 }
 
+// ---- The one-pass path -------------------------------------------------------------------
+
+namespace {
+
+// PlainFormat: formats in one pass when every directive is a plain %d %i %u %x %X %c or %s
+// (modifiers l ll q j z t L I32 I64 allowed on the integers) or %%; false as soon as anything
+// else appears, and the caller starts over with the table. The renderings are those of the
+// table's fast paths, so the two paths print the same bytes.
+bool PlainFormat(const char* p, va_list args, Output& out) {
+  unsigned directives = 0;
+  const char* literal = p;
+  while (*p != 0) {
+    if (*p != '%') {
+      ++p;
+      continue;
+    }
+    out.Append(literal, static_cast<size_t>(p - literal));
+    if (p[1] == '%') {
+      out.Append("%", 1);
+      p += 2;
+      literal = p;
+      continue;
+    }
+    if (++directives > FmtTable::kMaxDirectives) return false;
+    const char* q = p + 1;
+    bool wide = false;
+    switch (*q) {
+      case 'l': wide = true; q += q[1] == 'l' ? 2 : 1; break;
+      case 'q': case 'j': case 'z': case 't': case 'L': wide = true; ++q; break;
+      case 'I':
+        if (q[1] == '6' && q[2] == '4') wide = true;
+        else if (!(q[1] == '3' && q[2] == '2')) return false;
+        q += 3;
+        break;
+      default: break;
+    }
+    const bool i32 = q[-1] == '2' && q - p == 4;  // I32: a 32-bit value widened to 64 bits
+    char digits[24];
+    char* end = digits + sizeof digits;
+    switch (*q) {
+      case 'd': case 'i': {
+        const int64_t v = wide ? va_arg(args, long long) : va_arg(args, int);
+        char* start = WriteDecimal(end, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v));
+        if (v < 0) *--start = '-';
+        out.Append(start, static_cast<size_t>(end - start));
+        break;
+      }
+      case 'u': case 'x': case 'X': {
+        const uint64_t v = wide ? static_cast<uint64_t>(va_arg(args, long long)) : va_arg(args, unsigned);
+        const char* start = *q == 'u' ? WriteDecimal(end, v) : WriteHex(end, v, *q == 'X');
+        out.Append(start, static_cast<size_t>(end - start));
+        break;
+      }
+      case 'c': {
+        if (wide || i32 || q != p + 1) return false;
+        const char c = static_cast<char>(va_arg(args, int));
+        if (c != 0) out.Append(&c, 1);
+        break;
+      }
+      case 's': {
+        if (q != p + 1) return false;
+        const char* text = va_arg(args, const char*);
+        if (text == nullptr) {
+          out.Append("(null)", 6);
+          break;
+        }
+        size_t length = 0;
+        if (!CallGuarded("FmtMeasure", [&] { length = strlen(text); })) return false;  // the table prints "(error)"
+        out.Append(text, length);
+        break;
+      }
+      default:
+        return false;
+    }
+    p = q + 1;
+    literal = p;
+  }
+  out.Append(literal, static_cast<size_t>(p - literal));
+  return true;
+}
+
+}  // namespace
+
 // ---- Entry points ------------------------------------------------------------------------
 
 AnsiStr FmtList(const char* format, va_list args) {
+  if (format == nullptr) return AnsiStr();
+  {
+    Output out;
+    va_list copy;
+    va_copy(copy, args);
+    const bool plain = PlainFormat(format, copy, out);
+    va_end(copy);
+    if (plain) return out.Result();
+  }
   FmtTable table;
   if (!table.Build(format) || !table.Fill(args)) return AnsiStr();
   return table.GetStr();
