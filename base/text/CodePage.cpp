@@ -63,7 +63,7 @@ constexpr int kPageCount = sizeof kPages / sizeof kPages[0];
 enum Direction { kToWide = 0, kFromWide = 1 };
 
 // PageIndex: the slot pair of a code page, or -1 when it is not an iconv code page.
-int PageIndex(unsigned codePage) {
+[[gnu::always_inline]] inline int PageIndex(unsigned codePage) {
   switch (codePage) {
     case 0: case 3: case 1252: return 2;
     case 1: case 850: return 1;
@@ -95,6 +95,7 @@ void CloseDescriptor(iconv_t cd) {
 // IConvContextCache: the calling thread's descriptors, two per iconv code page.
 struct IConvContextCache {
   iconv_t descriptors[2 * kPageCount];
+  int* lastError = &errno;  // the thread's errno, fixed for its life: no lookup per call
 
   IConvContextCache() {
     for (iconv_t& cd : descriptors) cd = kUnopened;
@@ -120,18 +121,19 @@ namespace {
 class Converter {
  public:
   Converter(int page, Direction direction) {
-    IConvContextCache* cache = IConvContextCacheRecord::Get();
-    if (cache != nullptr && cache == IConvContextCacheRecord::Peek()) {
-      iconv_t& slot = cache->descriptors[2 * page + direction];
-      if (slot == kUnopened) slot = OpenDescriptor(page, direction);  // a failed open is retried next time
-      m_cd = slot;
+    const int slot = 2 * page + direction;
+    if (IConvContextCache* cache = IConvContextCacheRecord::Peek()) [[likely]] {
+      m_lastError = cache->lastError;
+      m_cd = cache->descriptors[slot];
+      if (m_cd == kUnopened) [[unlikely]]
+        m_cd = cache->descriptors[slot] = OpenDescriptor(page, direction);  // a failed open is retried next time
     } else {
-      m_cd = OpenDescriptor(page, direction);
-      m_owned = m_cd != kUnopened;
+      Attach(page, direction);
     }
   }
   ~Converter() {
-    if (m_owned) CloseDescriptor(m_cd);
+    if (m_owned) [[unlikely]]
+      CloseDescriptor(m_cd);
   }
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
@@ -141,36 +143,47 @@ class Converter {
   // Convert: one iconv call over the whole source, then the reset. Returns the bytes written,
   // or -1 when iconv failed; the caller's last error is kept either way.
   int64_t Convert(const void* source, size_t sourceBytes, void* target, size_t targetBytes) {
-    const int saved = errno;
+    const int saved = *m_lastError;
     char* in = static_cast<char*>(const_cast<void*>(source));
     char* out = static_cast<char*>(target);
     size_t inLeft = sourceBytes, outLeft = targetBytes;
     const size_t done = iconv(m_cd, &in, &inLeft, &out, &outLeft);
     iconv(m_cd, nullptr, nullptr, nullptr, nullptr);
-    errno = saved;
+    *m_lastError = saved;
     return done == static_cast<size_t>(-1) ? -1 : static_cast<int64_t>(targetBytes - outLeft);
   }
 
+  // Measure: Convert into a scratch particle of scratchBytes that is given back afterwards; -2
+  // when there is no memory for it (last error ENOMEM).
+  [[gnu::noinline]] int64_t Measure(const void* source, size_t sourceBytes, size_t scratchBytes) {
+    void* scratch = AllocParticle(scratchBytes);
+    if (scratch == nullptr) {
+      errno = ENOMEM;
+      return -2;
+    }
+    const int64_t produced = Convert(source, sourceBytes, scratch, scratchBytes);
+    FreeParticle(scratchBytes, scratch);
+    return produced;
+  }
+
  private:
+  // Attach: the first call of the thread creates its cache; after the cache is gone, a
+  // descriptor for this call alone.
+  [[gnu::noinline]] void Attach(int page, Direction direction) {
+    m_lastError = &errno;
+    IConvContextCache* cache = IConvContextCacheRecord::Get();
+    if (cache != nullptr && cache == IConvContextCacheRecord::Peek()) {
+      m_cd = cache->descriptors[2 * page + direction] = OpenDescriptor(page, direction);
+    } else {
+      m_cd = OpenDescriptor(page, direction);
+      m_owned = m_cd != kUnopened;
+    }
+  }
+
   iconv_t m_cd = kUnopened;
+  int* m_lastError;
   bool m_owned = false;
 };
-
-// ConvertInto: converts into the caller's target, or measures through a scratch particle of
-// scratchBytes. Returns the bytes produced, -1 after an iconv failure, -2 when no scratch
-// particle was to be had (last error ENOMEM).
-int64_t ConvertInto(Converter& converter, const void* source, size_t sourceBytes, void* target, size_t targetBytes,
-                    size_t scratchBytes) {
-  if (target != nullptr && targetBytes != 0) return converter.Convert(source, sourceBytes, target, targetBytes);
-  void* scratch = AllocParticle(scratchBytes);
-  if (scratch == nullptr) {
-    errno = ENOMEM;
-    return -2;
-  }
-  const int64_t produced = converter.Convert(source, sourceBytes, scratch, scratchBytes);
-  FreeParticle(scratchBytes, scratch);
-  return produced;
-}
 
 int Fail(int error) {
   errno = error;
@@ -223,9 +236,10 @@ int MultiByteToWideChar(unsigned int codePage, unsigned int /*flags*/, const cha
   if (page < 0) return Fail(ENOSYS);
   Converter converter(page, kToWide);
   if (!converter.IsOpen()) return Fail(ENOSYS);
-  const int64_t bytes = ConvertInto(converter, source, static_cast<size_t>(length), target,
-                                    static_cast<size_t>(targetLength) * sizeof(wchar_t),
-                                    static_cast<size_t>(length) * kMeasureBytesPerByte);
+  const int64_t bytes =
+      targetLength != 0
+          ? converter.Convert(source, static_cast<size_t>(length), target, static_cast<size_t>(targetLength) * sizeof(wchar_t))
+          : converter.Measure(source, static_cast<size_t>(length), static_cast<size_t>(length) * kMeasureBytesPerByte);
   return Result(bytes < 0 ? bytes : bytes / static_cast<int64_t>(sizeof(wchar_t)));
 }
 
@@ -249,7 +263,8 @@ int WideCharToMultiByte(unsigned int codePage, unsigned int /*flags*/, const wch
   if (page < 0) return Fail(ENOSYS);
   Converter converter(page, kFromWide);
   if (!converter.IsOpen()) return Fail(ENOSYS);
-  return Result(ConvertInto(converter, source, static_cast<size_t>(length) * sizeof(wchar_t), target,
-                            static_cast<size_t>(targetLength),
-                            static_cast<size_t>(length) * kMeasureBytesPerWideChar));
+  const size_t sourceBytes = static_cast<size_t>(length) * sizeof(wchar_t);
+  return Result(targetLength != 0
+                    ? converter.Convert(source, sourceBytes, target, static_cast<size_t>(targetLength))
+                    : converter.Measure(source, sourceBytes, static_cast<size_t>(length) * kMeasureBytesPerWideChar));
 }
