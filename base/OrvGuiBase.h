@@ -35,6 +35,7 @@
 #include "base/text/AnsiStr.h"
 #include "base/text/Array.h"
 #include "base/text/Blob.h"
+#include "base/text/CodePage.h"
 #include "base/text/Escapes.h"
 #include "base/text/Formatter.h"
 #include "base/text/Utf.h"
