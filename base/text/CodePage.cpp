@@ -77,10 +77,13 @@ enum Direction { kToWide = 0, kFromWide = 1 };
 }
 
 std::atomic<long> g_openDescriptors{0};
+std::atomic<Internal::CodePageOpener> g_opener{nullptr};  // null: iconv_open
 
 iconv_t OpenDescriptor(int page, Direction direction) {
-  const iconv_t cd = direction == kToWide ? iconv_open(kWideNameIgnore, kPages[page].name)
-                                          : iconv_open(kPages[page].nameIgnore, kWideName);
+  const char* to = direction == kToWide ? kWideNameIgnore : kPages[page].nameIgnore;
+  const char* from = direction == kToWide ? kPages[page].name : kWideName;
+  const Internal::CodePageOpener opener = g_opener.load(std::memory_order_acquire);
+  const iconv_t cd = opener != nullptr ? static_cast<iconv_t>(opener(to, from)) : iconv_open(to, from);
   if (cd != kUnopened) g_openDescriptors.fetch_add(1, std::memory_order_relaxed);
   return cd;
 }
@@ -213,6 +216,7 @@ int SourceLength(const Unit* source, int sourceLength) {
 
 namespace Internal {
 long GetOpenCodePageDescriptorCount() { return g_openDescriptors.load(std::memory_order_relaxed); }
+CodePageOpener SetCodePageOpener(CodePageOpener opener) { return g_opener.exchange(opener); }
 }  // namespace Internal
 
 }  // namespace OrvGuiBase

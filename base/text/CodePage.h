@@ -34,4 +34,8 @@ namespace OrvGuiBase::Internal {
 // the whole process (every thread's cache, plus the one-call descriptors of late callers).
 // For tests and diagnostics.
 ORVGUI_API long GetOpenCodePageDescriptorCount();
+// The call that opens a descriptor, iconv_open(to, from) unless a test replaces it (to see the
+// names asked for, or to make opening fail). Returns the previous one; null restores iconv_open.
+using CodePageOpener = void* (*)(const char* to, const char* from);
+ORVGUI_API CodePageOpener SetCodePageOpener(CodePageOpener opener);
 }  // namespace OrvGuiBase::Internal

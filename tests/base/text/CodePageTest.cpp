@@ -12,6 +12,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/core/LastError.h"
@@ -182,6 +183,64 @@ TEST(CodePage, Utf8AgreesWithIconvOnWellFormedTextAndDecodesLeniently) {
   SetLastError(kUntouched);
   EXPECT_EQ(ToBytes(65001, std::wstring(1, 0x110000)), std::nullopt);
   EXPECT_EQ(GetLastError(), EILSEQ) << "a wide value past U+10FFFF";
+}
+
+// ---- Opening descriptors ----------------------------------------------------------------------
+
+std::vector<std::string> g_opened;  // "to <- from" of every open asked for
+int g_refusals = 0;                 // how many opens to refuse before letting them through
+
+void* RecordingOpener(const char* to, const char* from) {
+  g_opened.push_back(std::string(to) + " <- " + from);
+  if (g_refusals > 0) {
+    --g_refusals;
+    errno = EINVAL;
+    return reinterpret_cast<void*>(-1);
+  }
+  return iconv_open(to, from);
+}
+
+TEST(CodePage, EachPageOpensItsIconvNamesOnceAndRetriesAFailedOpen) {
+  struct Row {
+    unsigned codePage;
+    const char* toWide;
+    const char* fromWide;
+  };
+  const Row rows[] = {
+      {437, "WCHAR_T//IGNORE <- CP437", "CP437//IGNORE <- WCHAR_T"},
+      {1, "WCHAR_T//IGNORE <- CP850", "CP850//IGNORE <- WCHAR_T"},
+      {0, "WCHAR_T//IGNORE <- WINDOWS-1252", "WINDOWS-1252//IGNORE <- WCHAR_T"},
+      {2, "WCHAR_T//IGNORE <- MAC", "MAC//IGNORE <- WCHAR_T"},
+      {28591, "WCHAR_T//IGNORE <- ISO-8859-1", "ISO-8859-1//IGNORE <- WCHAR_T"},
+      {28592, "WCHAR_T//IGNORE <- ISO-8859-2", "ISO-8859-2//IGNORE <- WCHAR_T"},
+      {28605, "WCHAR_T//IGNORE <- ISO-8859-15", "ISO-8859-15//IGNORE <- WCHAR_T"},
+  };
+  const Internal::CodePageOpener previous = Internal::SetCodePageOpener(&RecordingOpener);
+  std::thread([&] {  // a thread of its own starts with an empty cache
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.codePage);
+      wchar_t wide[4];
+      char bytes[4];
+      g_opened.clear();
+      g_refusals = 1;
+      SetLastError(kUntouched);
+      EXPECT_EQ(MultiByteToWideChar(row.codePage, 0, "abc", 3, wide, 4), 0) << "the open is refused";
+      EXPECT_EQ(GetLastError(), ENOSYS);
+      EXPECT_EQ(MultiByteToWideChar(row.codePage, 0, "abc", 3, wide, 4), 3) << "and retried by the next call";
+      EXPECT_EQ(MultiByteToWideChar(row.codePage, 0, "abc", 3, wide, 4), 3);
+      EXPECT_EQ(WideCharToMultiByte(row.codePage, 0, L"abc", 3, bytes, 4, nullptr, nullptr), 3);
+      EXPECT_EQ(WideCharToMultiByte(row.codePage, 0, L"abc", 3, nullptr, 0, nullptr, nullptr), 3);
+      EXPECT_EQ(g_opened, (std::vector<std::string>{row.toWide, row.toWide, row.fromWide}))
+          << "two tries towards wide text, one back; later calls reuse the descriptors";
+    }
+    g_opened.clear();
+    wchar_t wide[4];
+    MultiByteToWideChar(1252, 0, "abc", 3, wide, 4);
+    MultiByteToWideChar(3, 0, "abc", 3, wide, 4);
+    MultiByteToWideChar(850, 0, "abc", 3, wide, 4);
+    EXPECT_TRUE(g_opened.empty()) << "aliases share the slots of their code page";
+  }).join();
+  Internal::SetCodePageOpener(previous);
 }
 
 // ---- Arguments and errors ---------------------------------------------------------------------
