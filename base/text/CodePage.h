@@ -28,3 +28,14 @@ ORVGUI_C_API int MultiByteToWideChar(unsigned int codePage, unsigned int flags, 
 ORVGUI_C_API int WideCharToMultiByte(unsigned int codePage, unsigned int flags, const wchar_t* source,
                                      int sourceLength, char* target, int targetLength, const char* defaultChar,
                                      int* usedDefaultChar);
+
+namespace OrvGuiBase::Internal {
+// GetOpenCodePageDescriptorCount: how many iconv descriptors the conversions above hold open in
+// the whole process (every thread's cache, plus the one-call descriptors of late callers).
+// For tests and diagnostics.
+ORVGUI_API long GetOpenCodePageDescriptorCount();
+// The call that opens a descriptor, iconv_open(to, from) unless a test replaces it (to see the
+// names asked for, or to make opening fail). Returns the previous one; null restores iconv_open.
+using CodePageOpener = void* (*)(const char* to, const char* from);
+ORVGUI_API CodePageOpener SetCodePageOpener(CodePageOpener opener);
+}  // namespace OrvGuiBase::Internal

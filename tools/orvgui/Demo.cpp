@@ -22,8 +22,8 @@ const char kUsage[] =
     "Walks through the library's services the way a host program uses them, printing each step:\n"
     "load-time set-up, last errors and their texts, error objects, per-thread records and\n"
     "thread-exit handlers, critical sections with contention telemetry, timed locks and their\n"
-    "threshold event, crash guards, strings on the particle allocator, and a named mutex shared\n"
-    "by two threads. The text is for people, not scripts.\n"
+    "threshold event, crash guards, strings on the particle allocator, a named mutex shared by\n"
+    "two threads, and code pages. The text is for people, not scripts.\n"
     "\n"
     "Exit status: 0 when every step behaved as shown, 1 otherwise, 2 for a usage error.\n";
 
@@ -218,6 +218,23 @@ void ShowNamedMutex() {
   unlink(GetMutexFileName(demo.name));  // closing keeps the file; the demo leaves nothing behind
 }
 
+void ShowCodePages() {
+  Step("10. Code pages (orvgui conv does this to whole files)");
+  const char utf8[] = "caf\xC3\xA9 5\xE2\x82\xAC";
+  wchar_t wide[16];
+  char latin[16];
+  const int units = MultiByteToWideChar(65001, 0, utf8, -1, wide, 16);
+  const int bytes = WideCharToMultiByte(1252, 0, wide, units, latin, sizeof latin, nullptr, nullptr);
+  printf("   \"%s\" is %d wide characters, in code page 1252 %d bytes:", utf8, units, bytes);
+  for (int i = 0; i < bytes; ++i) printf(" %02X", static_cast<unsigned char>(latin[i]));
+  printf("\n");
+  Check(bytes == 8 && latin[3] == '\xE9' && latin[6] == '\x80', "the euro sign lands on 0x80 of Windows-1252");
+  SetLastError(0);
+  const int unsupported = MultiByteToWideChar(932, 0, "abc", 3, wide, 16);
+  printf("   code page 932: %s\n", GetErrorMessage(GetLastError()).GetStr());
+  Check(unsupported == 0 && GetLastError() == 38, "an unsupported code page fails with ENOSYS");
+}
+
 int Run(int argc, char** argv) {
   if (argc > 1) return UsageError("demo", "unexpected argument '%s'", argv[1]);
   printf("liborvgui %s demo\n", GetLibraryVersion());
@@ -230,6 +247,7 @@ int Run(int argc, char** argv) {
   ShowCrashGuard();
   ShowStrings();
   ShowNamedMutex();
+  ShowCodePages();
   printf("\n%s\n", g_failures == 0 ? "demo complete" : "demo found problems");
   return g_failures == 0 ? kExitSuccess : Fail("demo", "%d step(s) did not behave as shown", g_failures);
 }
