@@ -15,11 +15,14 @@
 #include <vector>
 
 #include "base/core/LastError.h"
+#include "private/text/TextBytes.h"
 
 namespace OrvGuiBase {
 namespace {
 
-constexpr char kUpperHex[] = "0123456789ABCDEF";
+using Internal::HexValue;
+using Internal::kUpperHex;
+
 constexpr char kBase32[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
 constexpr char kBase36[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -46,13 +49,6 @@ char* NewText(AnsiStr& text, uint64_t n) {
     return nullptr;
   }
   return text.Alloc(static_cast<uint32_t>(n));
-}
-
-int HexValue(unsigned char b) {
-  if (b >= '0' && b <= '9') return b - '0';
-  if (b >= 'A' && b <= 'F') return b - 'A' + 10;
-  if (b >= 'a' && b <= 'f') return b - 'a' + 10;
-  return -1;
 }
 
 int B36Value(unsigned char b) {
@@ -186,8 +182,8 @@ bool B16Str2Binary(AnsiSubStr text, Blob& result, AnsiSubStr separator) {
       i += sepLength;
       continue;
     }
-    const int high = HexValue(static_cast<unsigned char>(c));
-    const int low = i + 1 < length ? HexValue(static_cast<unsigned char>(p[i + 1])) : -1;
+    const int high = HexValue(c);
+    const int low = i + 1 < length ? HexValue(p[i + 1]) : -1;
     if (high < 0 || low < 0) return Fail(EINVAL);
     out[count++] = static_cast<uint8_t>(high * 16 + low);
     i += 2;

@@ -11,27 +11,18 @@
 
 #include "base/core/LastError.h"
 #include "base/text/Utf.h"
+#include "private/text/TextBytes.h"
 
 namespace OrvGuiBase {
 namespace {
 
-inline bool IsContinuation(unsigned char b) { return (b & 0xC0) == 0x80; }
+using Internal::HexValue;
+using Internal::IsContinuation;
+using Internal::kUpperHex;
+
 inline bool IsAsciiAlnum(unsigned char b) {
   return (b >= '0' && b <= '9') || (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z');
 }
-
-constexpr char kUpperHex[] = "0123456789ABCDEF";
-
-// HexValue: the value of a hexadecimal digit, -1 for any other byte.
-int HexValue(unsigned char b) {
-  if (b >= '0' && b <= '9') return b - '0';
-  if (b >= 'A' && b <= 'F') return b - 'A' + 10;
-  if (b >= 'a' && b <= 'f') return b - 'a' + 10;
-  return -1;
-}
-
-// Finish: the builder's text, or the empty string (the builder has set the last error).
-AnsiStr Finish(AnsiStrBuilder& out) { return out.IsFailed() ? AnsiStr() : out.Detach(); }
 
 // Deliver: hands a decoded text to the caller's result, or reports the builder's failure.
 bool Deliver(AnsiStrBuilder& out, AnsiStr& result) {
@@ -49,7 +40,7 @@ bool Malformed() {
 uint32_t CharCount(AnsiSubStr text) {
   uint32_t count = 0;
   const char* p = text.GetStr();
-  for (uint32_t i = 0; i < text.GetLength(); ++i) count += !IsContinuation(static_cast<unsigned char>(p[i]));
+  for (uint32_t i = 0; i < text.GetLength(); ++i) count += !IsContinuation(p[i]);
   return count;
 }
 
@@ -60,7 +51,7 @@ uint32_t PrefixBytes(AnsiSubStr text, uint32_t chars) {
   uint32_t at = 0;
   for (uint32_t n = 0; n < chars && at < length; ++n) {
     ++at;
-    while (at < length && IsContinuation(static_cast<unsigned char>(p[at]))) ++at;
+    while (at < length && IsContinuation(p[at])) ++at;
   }
   return at;
 }
@@ -98,7 +89,7 @@ AnsiStr PercentEncode(AnsiSubStr text, KeepFn keep, const void* context) {
     run = ++i;
   }
   out.Append(AnsiSubStr(p + run, length - run));
-  return Finish(out);
+  return Internal::FinishText(out);
 }
 
 // PercentDecode: %hh groups become bytes; the bytes between them must pass keep. The result is
@@ -115,8 +106,8 @@ bool PercentDecode(AnsiSubStr text, KeepFn keep, const void* context, AnsiStr& r
       i += kept;
       continue;
     }
-    const int high = i + 1 < length ? HexValue(static_cast<unsigned char>(p[i + 1])) : -1;
-    const int low = i + 2 < length ? HexValue(static_cast<unsigned char>(p[i + 2])) : -1;
+    const int high = i + 1 < length ? HexValue(p[i + 1]) : -1;
+    const int low = i + 2 < length ? HexValue(p[i + 2]) : -1;
     if (high < 0 || low < 0) return Malformed();
     const char byte = static_cast<char>(high * 16 + low);
     out.Append(AnsiSubStr(p + run, i - run)).Append(AnsiSubStr(&byte, 1));
@@ -182,7 +173,7 @@ RefResult ReadReference(const char* p, const char* end, RefMode mode, char32_t& 
     const char* digits = q;
     uint32_t v = 0;
     for (; q < end; ++q) {
-      const int d = HexValue(static_cast<unsigned char>(*q));
+      const int d = HexValue(*q);
       if (d < 0 || static_cast<uint32_t>(d) >= base) break;
       v = v * base + static_cast<uint32_t>(d);
       if (v > 0x10FFFF) return RefResult::kBad;
@@ -246,7 +237,7 @@ AnsiStr EscapeByTable(AnsiSubStr text, const char* const* replacements) {
     run = i + 1;
   }
   out.Append(AnsiSubStr(p + run, length - run));
-  return Finish(out);
+  return Internal::FinishText(out);
 }
 
 struct ReplacementTable {
@@ -286,7 +277,7 @@ AnsiStr ClipStr(const AnsiStr& text, uint32_t maxChars, AnsiSubStr ellipsis) {
   if (ellipsisChars >= maxChars) return AnsiStr(ellipsis.GetStr(), PrefixBytes(ellipsis, maxChars));
   AnsiStrBuilder out;
   out.Append(AnsiSubStr(text.GetStr(), PrefixBytes(AnsiSubStr(text), maxChars - ellipsisChars))).Append(ellipsis);
-  return Finish(out);
+  return Internal::FinishText(out);
 }
 
 AnsiStr HTMLEscape(AnsiSubStr text) {

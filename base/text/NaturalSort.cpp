@@ -2,12 +2,13 @@
 #include "base/text/NaturalSort.h"
 
 #include "base/text/CaseSearch.h"
+#include "private/text/TextBytes.h"
 
 namespace OrvGuiBase {
 namespace {
 
 inline bool IsDigit(unsigned char b) { return b >= '0' && b <= '9'; }
-inline bool IsContinuation(unsigned char b) { return (b & 0xC0) == 0x80; }
+using Internal::IsContinuation;
 
 // NextChar: the Unicode value of the UTF-8 character at p, advancing p past it. A byte that
 // starts no complete sequence stands for itself.

@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "base/core/LastError.h"
+#include "private/text/TextBytes.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -18,15 +19,12 @@ constexpr char kDoubleQuote = '"';
 constexpr char kApostrophe = '\'';
 constexpr char kBackslash = '\\';
 
-inline bool IsContinuation(unsigned char b) { return (b & 0xC0) == 0x80; }
+using Internal::IsContinuation;
 
 // Special: whether a byte that starts a character is one of the given characters (0 is none).
 inline bool Special(char b, char c1, char c2, char c3) {
   return b != 0 && (b == c1 || b == c2 || b == c3);
 }
-
-// Finish: the builder's text, or the empty string (the builder has set the last error).
-AnsiStr Finish(AnsiStrBuilder& out) { return out.IsFailed() ? AnsiStr() : out.Detach(); }
 
 // FitsLength: whether a result of n bytes can be an AnsiStr; sets ERANGE when not.
 bool FitsLength(uint64_t n) {
@@ -56,7 +54,7 @@ AnsiStr SimpleQuote(const AnsiStr& s, char open, char close) {
   if (open != 0) out.Append(open);
   out.Append(AnsiSubStr(s));
   if (close != 0) out.Append(close);
-  return Finish(out);
+  return Internal::FinishText(out);
 }
 
 AnsiStr SimpleQuote(const AnsiStr& s) { return SimpleQuote(s, kDoubleQuote, kDoubleQuote); }
@@ -83,20 +81,20 @@ AnsiStr ExtendedEscapeQuote(const AnsiStr& s, char open, char close, char escape
   // Measure first so that the result is allocated once and exactly.
   uint64_t needed = uint64_t{length} + (open != 0) + (close != 0);
   for (uint32_t i = 0; i < length; ++i)
-    if (!IsContinuation(static_cast<unsigned char>(text[i])) && Special(text[i], open, close, escape)) ++needed;
+    if (!IsContinuation(text[i]) && Special(text[i], open, close, escape)) ++needed;
   if (!FitsLength(needed)) return AnsiStr();
 
   AnsiStrBuilder out(static_cast<uint32_t>(needed));
   if (open != 0) out.Append(open);
   uint32_t run = 0;  // start of the bytes not yet copied
   for (uint32_t i = 0; i < length; ++i) {
-    if (IsContinuation(static_cast<unsigned char>(text[i])) || !Special(text[i], open, close, escape)) continue;
+    if (IsContinuation(text[i]) || !Special(text[i], open, close, escape)) continue;
     out.Append(AnsiSubStr(text + run, i - run)).Append(escape);
     run = i;  // the special character itself is copied with the next run
   }
   out.Append(AnsiSubStr(text + run, length - run));
   if (close != 0) out.Append(close);
-  return Finish(out);
+  return Internal::FinishText(out);
 }
 
 AnsiStr ExtendedQuote(const AnsiStr& s, char open, char close) { return ExtendedEscapeQuote(s, open, close, kBackslash); }
@@ -131,10 +129,10 @@ AnsiStr ExtendedEscapeUnQuote(const AnsiStr& s, char open, char close, char esca
   AnsiStrBuilder out(end - begin);
   uint32_t run = begin;  // start of the bytes not yet copied
   for (uint32_t i = begin; i < end; ++i) {
-    if (IsContinuation(static_cast<unsigned char>(text[i])) || text[i] != escape) continue;
+    if (IsContinuation(text[i]) || text[i] != escape) continue;
     out.Append(AnsiSubStr(text + run, i - run));
     uint32_t next = i + 1;
-    while (next < end && IsContinuation(static_cast<unsigned char>(text[next]))) ++next;
+    while (next < end && IsContinuation(text[next])) ++next;
     if (next >= length) {
       run = i;  // a lone escape at the very end of an unquoted text has nothing to escape: kept
       break;
@@ -143,13 +141,13 @@ AnsiStr ExtendedEscapeUnQuote(const AnsiStr& s, char open, char close, char esca
     // then kept as text ("ab\" gives ab"); callers reading the registry text format rely on it.
     uint32_t after = next + 1;
     const uint32_t limit = next < end ? end : length;
-    while (after < limit && IsContinuation(static_cast<unsigned char>(text[after]))) ++after;
+    while (after < limit && IsContinuation(text[after])) ++after;
     out.Append(AnsiSubStr(text + next, after - next));
     run = after;
     i = after - 1;
   }
   if (run < end) out.Append(AnsiSubStr(text + run, end - run));
-  return Finish(out);
+  return Internal::FinishText(out);
 }
 
 AnsiStr ExtendedUnQuote(const AnsiStr& s, char open, char close) { return ExtendedEscapeUnQuote(s, open, close, kBackslash); }
