@@ -61,9 +61,12 @@ uint32_t PrefixBytes(AnsiSubStr text, uint32_t chars) {
 uint32_t ValidSequenceLength(const char* p, uint32_t left) {
   const unsigned char lead = static_cast<unsigned char>(*p);
   uint32_t n = 0;
-  if (lead >= 0xC2 && lead <= 0xDF) n = 2;
-  else if (lead >= 0xE0 && lead <= 0xEF) n = 3;
-  else if (lead >= 0xF0 && lead <= 0xF4) n = 4;
+  if (lead >= 0xC2 && lead <= 0xDF)
+    n = 2;
+  else if (lead >= 0xE0 && lead <= 0xEF)
+    n = 3;
+  else if (lead >= 0xF0 && lead <= 0xF4)
+    n = 4;
   return n != 0 && n <= left && IsValidUTF8(p, n) ? n : 0;
 }
 
@@ -151,7 +154,8 @@ struct NamedEntity {
   uint32_t length;
   char32_t value;
 };
-constexpr NamedEntity kEntities[] = {{"amp", 3, '&'}, {"lt", 2, '<'}, {"gt", 2, '>'}, {"quot", 4, '"'}, {"apos", 4, '\''}};
+constexpr NamedEntity kEntities[] = {
+    {"amp", 3, '&'}, {"lt", 2, '<'}, {"gt", 2, '>'}, {"quot", 4, '"'}, {"apos", 4, '\''}};
 
 bool XmlAllowed(char32_t c) {
   return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) || (c >= 0xE000 && c <= 0xFFFD) ||

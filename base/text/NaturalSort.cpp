@@ -16,9 +16,12 @@ char32_t NextChar(const unsigned char*& p) {
   const unsigned char lead = *p;
   uint32_t extra = 0;
   char32_t value = lead;
-  if (lead >= 0xC0 && lead < 0xE0) extra = 1, value = lead & 0x1F;
-  else if (lead >= 0xE0 && lead < 0xF0) extra = 2, value = lead & 0x0F;
-  else if (lead >= 0xF0 && lead < 0xF8) extra = 3, value = lead & 0x07;
+  if (lead >= 0xC0 && lead < 0xE0)
+    extra = 1, value = lead & 0x1F;
+  else if (lead >= 0xE0 && lead < 0xF0)
+    extra = 2, value = lead & 0x0F;
+  else if (lead >= 0xF0 && lead < 0xF8)
+    extra = 3, value = lead & 0x07;
   for (uint32_t i = 1; i <= extra; ++i) {
     if (!IsContinuation(p[i])) {
       ++p;

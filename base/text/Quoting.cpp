@@ -22,9 +22,7 @@ constexpr char kBackslash = '\\';
 using Internal::IsContinuation;
 
 // Special: whether a byte that starts a character is one of the given characters (0 is none).
-inline bool Special(char b, char c1, char c2, char c3) {
-  return b != 0 && (b == c1 || b == c2 || b == c3);
-}
+inline bool Special(char b, char c1, char c2, char c3) { return b != 0 && (b == c1 || b == c2 || b == c3); }
 
 // FitsLength: whether a result of n bytes can be an AnsiStr; sets ERANGE when not.
 bool FitsLength(uint64_t n) {
@@ -38,11 +36,21 @@ bool FitsLength(uint64_t n) {
 void ComplementBrackets(char open, char& close) {
   if (close != 0) return;
   switch (open) {
-    case '(': close = ')'; break;
-    case '<': close = '>'; break;
-    case '[': close = ']'; break;
-    case '{': close = '}'; break;
-    default: close = open; break;
+    case '(':
+      close = ')';
+      break;
+    case '<':
+      close = '>';
+      break;
+    case '[':
+      close = ']';
+      break;
+    case '{':
+      close = '}';
+      break;
+    default:
+      close = open;
+      break;
   }
 }
 
@@ -97,7 +105,9 @@ AnsiStr ExtendedEscapeQuote(const AnsiStr& s, char open, char close, char escape
   return Internal::FinishText(out);
 }
 
-AnsiStr ExtendedQuote(const AnsiStr& s, char open, char close) { return ExtendedEscapeQuote(s, open, close, kBackslash); }
+AnsiStr ExtendedQuote(const AnsiStr& s, char open, char close) {
+  return ExtendedEscapeQuote(s, open, close, kBackslash);
+}
 
 AnsiStr ExtendedQuote(const AnsiStr& s) { return ExtendedEscapeQuote(s, kDoubleQuote, kDoubleQuote, kBackslash); }
 
@@ -109,19 +119,19 @@ AnsiStr ExtendedEscapeUnQuote(const AnsiStr& s, char open, char close, char esca
   ComplementBrackets(open, close);
   const uint32_t length = s.GetLength();
   if (length == 0) return AnsiStr();
-  if (length == 1) return s;  // deliberate: a lone quote character is text, not an empty quote pair
+  // Deliberate: one byte, even a quote, is a value and not a broken pair; readers of one-character values rely on it.
+  if (length == 1) return s;
   const char* text = s.GetStr();
 
   uint32_t begin = 0;
   uint32_t end = length;
-  const bool quoted = (open != 0 || close != 0) && (open == 0 || text[0] == open) &&
-                      (close == 0 || text[length - 1] == close);
+  const bool quoted =
+      (open != 0 || close != 0) && (open == 0 || text[0] == open) && (close == 0 || text[length - 1] == close);
   if (quoted) {
     begin = open != 0 ? 1 : 0;
     end = close != 0 ? length - 1 : length;
   } else if (open != 0 || close != 0 || escape == 0) {
-    // Deliberate: a text that is not quoted is returned as it is, escapes and all, so that
-    // readers of hand-written files can pass bare words through the same call.
+    // Deliberate: unquoted text comes back untouched, escapes and all; importers pass bare words through here.
     return s;
   }
   if (escape == 0) return AnsiStr(text + begin, end - begin);
@@ -137,8 +147,7 @@ AnsiStr ExtendedEscapeUnQuote(const AnsiStr& s, char open, char close, char esca
       run = i;  // a lone escape at the very end of an unquoted text has nothing to escape: kept
       break;
     }
-    // Deliberate: at the end of the range the escaped character is the closing quote, which is
-    // then kept as text ("ab\" gives ab"); callers reading the registry text format rely on it.
+    // Deliberate: an escape ending the range escapes the closing quote, kept as text; registry files rely on it.
     uint32_t after = next + 1;
     const uint32_t limit = next < end ? end : length;
     while (after < limit && IsContinuation(text[after])) ++after;
@@ -150,13 +159,15 @@ AnsiStr ExtendedEscapeUnQuote(const AnsiStr& s, char open, char close, char esca
   return Internal::FinishText(out);
 }
 
-AnsiStr ExtendedUnQuote(const AnsiStr& s, char open, char close) { return ExtendedEscapeUnQuote(s, open, close, kBackslash); }
+AnsiStr ExtendedUnQuote(const AnsiStr& s, char open, char close) {
+  return ExtendedEscapeUnQuote(s, open, close, kBackslash);
+}
 
 AnsiStr ExtendedUnQuote(const AnsiStr& s) {
   const char first = s[0];
   if (first == kDoubleQuote) return ExtendedEscapeUnQuote(s, kDoubleQuote, kDoubleQuote, kBackslash);
   if (first == kApostrophe) return ExtendedEscapeUnQuote(s, kApostrophe, kApostrophe, kBackslash);
-  return s;
+  return s;  // deliberate: any other text is a bare value, shared as it is; the registry importer relies on it
 }
 
 }  // namespace OrvGuiBase

@@ -1,9 +1,6 @@
 // Tests of Base16, Base32, Base36 and Base64: the RFC 4648 test vectors, the line separators of
 // Base16, malformed input for every decoder, and random data against GNU basenc as an oracle.
-#include "base/text/BinaryText.h"
-
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +10,7 @@
 #include <string>
 
 #include "base/core/LastError.h"
+#include "base/text/BinaryText.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -162,8 +160,8 @@ TEST(BinaryText, Base36NumbersAndBytes) {
     uint64_t value;
     const char* text;
   };
-  const Number numbers[] = {{0, "0"}, {35, "Z"}, {36, "10"}, {1295, "ZZ"}, {46656, "1000"},
-                            {UINT64_MAX, "3W5E11264SGSF"}};
+  const Number numbers[] = {{0, "0"},     {35, "Z"},       {36, "10"},
+                            {1295, "ZZ"}, {46656, "1000"}, {UINT64_MAX, "3W5E11264SGSF"}};
   for (const Number& n : numbers) {
     EXPECT_EQ(S(UInt2B36Str(n.value)), n.text);
     uint64_t back = 1;
@@ -177,9 +175,9 @@ TEST(BinaryText, Base36NumbersAndBytes) {
     const char* text;
     int error;
   };
-  for (const BadNumber& bad : {BadNumber{"", EINVAL}, BadNumber{"-1", EINVAL}, BadNumber{" 1", EINVAL},
-                               BadNumber{"1_0", EINVAL}, BadNumber{"3W5E11264SGSG", ERANGE},
-                               BadNumber{"ZZZZZZZZZZZZZZ", ERANGE}}) {
+  for (const BadNumber& bad :
+       {BadNumber{"", EINVAL}, BadNumber{"-1", EINVAL}, BadNumber{" 1", EINVAL}, BadNumber{"1_0", EINVAL},
+        BadNumber{"3W5E11264SGSG", ERANGE}, BadNumber{"ZZZZZZZZZZZZZZ", ERANGE}}) {
     value = 77;
     SetLastError(0);
     EXPECT_FALSE(B36Str2UInt(bad.text, value)) << bad.text;
@@ -219,8 +217,8 @@ TEST(BinaryText, Base36NumbersAndBytes) {
 
 TEST(BinaryText, NullDataWithALengthIsRefused) {
   using Encoder = AnsiStr (*)(const void*, uint32_t);
-  for (Encoder encode : {Encoder{&Binary2B32Str}, Encoder{&Binary2B64Str}, Encoder{&Binary2B64UrlStr},
-                         Encoder{&Binary2B36Str}}) {
+  for (Encoder encode :
+       {Encoder{&Binary2B32Str}, Encoder{&Binary2B64Str}, Encoder{&Binary2B64UrlStr}, Encoder{&Binary2B36Str}}) {
     SetLastError(0);
     EXPECT_TRUE(encode(nullptr, 3).IsEmpty());
     EXPECT_EQ(GetLastError(), EINVAL);

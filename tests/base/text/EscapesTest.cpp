@@ -1,6 +1,4 @@
 // Tests of CleanStr, ClipStr and the HTML, XML, URL and label escapes.
-#include "base/text/Escapes.h"
-
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -8,6 +6,7 @@
 #include <string>
 
 #include "base/core/LastError.h"
+#include "base/text/Escapes.h"
 #include "base/text/Utf.h"
 
 namespace OrvGuiBase {
@@ -40,8 +39,14 @@ TEST(Escapes, CleanStrRemovesControlsAndSurroundingBlanks) {
     const char* text;
     const char* expected;
   };
-  const Row rows[] = {{" No such file\n", "No such file"}, {"\ta\x01" "b\x7F ", "ab"}, {"   ", ""},
-                      {"", ""},  {" a  b ", "a  b"}, {"\xC3\xA9t\xC3\xA9\r\n", "\xC3\xA9t\xC3\xA9"}};
+  const Row rows[] = {{" No such file\n", "No such file"},
+                      {"\ta\x01"
+                       "b\x7F ",
+                       "ab"},
+                      {"   ", ""},
+                      {"", ""},
+                      {" a  b ", "a  b"},
+                      {"\xC3\xA9t\xC3\xA9\r\n", "\xC3\xA9t\xC3\xA9"}};
   for (const Row& row : rows) EXPECT_EQ(S(CleanStr(row.text)), row.expected) << row.text;
 }
 
@@ -109,8 +114,7 @@ TEST(Escapes, HTMLEscapeAndUnescape) {
   };
   for (const Ref& ref : refs) EXPECT_EQ(Decoded(HTMLUnescape, ref.text), ref.expected) << ref.why;
 
-  for (const char* bad : {"&#;", "&#x;", "&#65", "&#0;", "&#xD800;", "&#x110000;", "&#99999999999;", "&#6a;",
-                          "x&#"})
+  for (const char* bad : {"&#;", "&#x;", "&#65", "&#0;", "&#xD800;", "&#x110000;", "&#99999999999;", "&#6a;", "x&#"})
     ExpectRejected(HTMLUnescape, bad, "malformed numeric reference");
 }
 
@@ -118,8 +122,8 @@ TEST(Escapes, XMLEscapeAndUnescape) {
   EXPECT_EQ(S(XMLEscape("<a href=\"x\">it's & more</a>")),
             "&lt;a href=&quot;x&quot;&gt;it&apos;s &amp; more&lt;/a&gt;");
   EXPECT_EQ(S(XMLEscape("tab\tlf\ncr\r\x7F\xE2\x82\xAC")), "tab\tlf\ncr\r\x7F\xE2\x82\xAC");
-  for (const std::string& bad : {std::string("a\x01"), std::string("\x1F"), std::string("a\0b", 3),
-                                std::string("\xC3"), std::string("\xED\xA0\x80")}) {
+  for (const std::string& bad : {std::string("a\x01"), std::string("\x1F"), std::string("a\0b", 3), std::string("\xC3"),
+                                 std::string("\xED\xA0\x80")}) {
     SetLastError(0);
     EXPECT_TRUE(XMLEscape(V(bad)).IsEmpty()) << "XML cannot carry it";
     EXPECT_EQ(GetLastError(), EILSEQ);
@@ -127,8 +131,8 @@ TEST(Escapes, XMLEscapeAndUnescape) {
 
   EXPECT_EQ(Decoded(XMLUnescape, "&lt;&gt;&amp;&quot;&apos;&#x41;&#66;&#9;"), "<>&\"'AB\t");
   EXPECT_EQ(Decoded(XMLUnescape, "plain \xC3\xA9"), "plain \xC3\xA9");
-  for (const char* bad : {"a & b", "&nbsp;", "&amp", "&#X41;", "&#1;", "&#xFFFE;", "&#xD800;", "&#x110000;", "&#0;",
-                          "&"})
+  for (const char* bad :
+       {"a & b", "&nbsp;", "&amp", "&#X41;", "&#1;", "&#xFFFE;", "&#xD800;", "&#x110000;", "&#0;", "&"})
     ExpectRejected(XMLUnescape, bad, "XML is strict");
 
   std::mt19937 random(7);
@@ -165,7 +169,8 @@ TEST(Escapes, URLEscapeFollowsRFC3986) {
   // RFC 3986 section 2.1: "%2f" and "%2F" are the same; '+' is not a blank.
   EXPECT_EQ(Decoded(URLUnescape, "a%2fb%2Fc+d"), "a/b/c+d");
   EXPECT_EQ(Decoded(URLUnescape, "%7Euser"), "~user");
-  for (const char* bad : {"%", "%4", "a%4", "%G1", "%1G", "%%", "ok%2"}) ExpectRejected(URLUnescape, bad, "malformed %");
+  for (const char* bad : {"%", "%4", "a%4", "%G1", "%1G", "%%", "ok%2"})
+    ExpectRejected(URLUnescape, bad, "malformed %");
 
   std::mt19937 random(11);
   for (int round = 0; round < 500; ++round) {
@@ -188,7 +193,11 @@ TEST(Escapes, LabelEscapeMakesOneSafeLabel) {
       {".", "%2E", "never a dot name"},
       {"..", "%2E.", "never the parent"},
       {".hidden", "%2Ehidden", "never hidden"},
-      {"Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC", "Gr\xC3\xBC\xC3\x9F" "e%20\xE2\x82\xAC", "readable UTF-8 stays"},
+      {"Gr\xC3\xBC\xC3\x9F"
+       "e \xE2\x82\xAC",
+       "Gr\xC3\xBC\xC3\x9F"
+       "e%20\xE2\x82\xAC",
+       "readable UTF-8 stays"},
       {"\xC3(\xFF", "%C3%28%FF", "ill-formed UTF-8 is encoded"},
       {"\xED\xA0\x80", "%ED%A0%80", "an encoded surrogate is ill-formed"},
       {std::string("a\0b\n:*\"", 7), "a%00b%0A%3A%2A%22", "controls and punctuation"},

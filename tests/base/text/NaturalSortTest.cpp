@@ -1,12 +1,12 @@
 // Tests of natural order comparison and Soundex codes.
-#include "base/text/NaturalSort.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "base/text/NaturalSort.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -42,7 +42,11 @@ TEST(NaturalSort, PairsCompareAsPeopleExpect) {
       {"file", "file", true, 0, "only identical texts are equal"},
       {"\xC3\xA9", "z", false, 1, "U+00E9 after z"},
       {"\xE2\x82\xAC", "\xF0\x9F\x98\x80", false, -1, "by code point"},
-      {"x\xC3\xA9" "2", "x\xC3\xA9" "10", false, -1, "numbers after multi-byte characters"},
+      {"x\xC3\xA9"
+       "2",
+       "x\xC3\xA9"
+       "10",
+       false, -1, "numbers after multi-byte characters"},
       {"img 12.png", "img 2.png", false, 1, "numbers inside names"},
   };
   for (const Row& row : rows) {
@@ -52,9 +56,8 @@ TEST(NaturalSort, PairsCompareAsPeopleExpect) {
 }
 
 TEST(NaturalSort, SortingIsTotalAndIndependentOfInputOrder) {
-  const std::vector<std::string> expected = {"a",        "a1",     "a01",   "a001",      "a2",     "a02b",
-                                             "a10",      "a10b",   "a011",  "a100",      "b",      "b1c1",
-                                             "b1c01",    "b01c1",  "b01c01", "ba",       "z9",     "z10"};
+  const std::vector<std::string> expected = {"a",    "a1", "a01",  "a001",  "a2",    "a02b",   "a10", "a10b", "a011",
+                                             "a100", "b",  "b1c1", "b1c01", "b01c1", "b01c01", "ba",  "z9",   "z10"};
   std::vector<std::string> names = expected;
   std::mt19937 random(5);
   for (int round = 0; round < 20; ++round) {

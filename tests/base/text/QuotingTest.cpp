@@ -1,12 +1,12 @@
 // Tests of quoting and unquoting: the rules, their deliberate asymmetries, and round trips over
 // random texts with multi-byte characters.
-#include "base/text/Quoting.h"
-
 #include <gtest/gtest.h>
 
 #include <random>
 #include <string>
 #include <vector>
+
+#include "base/text/Quoting.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -20,9 +20,14 @@ TEST(Quoting, ComplementBracketsDerivesOnlyAMissingClose) {
     const char* why;
   };
   const Row rows[] = {
-      {'(', 0, ')', "round"},          {'<', 0, '>', "angle"},           {'[', 0, ']', "square"},
-      {'{', 0, '}', "curly"},          {'"', 0, '"', "other: itself"},  {0, 0, 0, "none stays none"},
-      {')', 0, ')', "a closing bracket is not reversed"}, {'[', '|', '|', "a given close is kept"},
+      {'(', 0, ')', "round"},
+      {'<', 0, '>', "angle"},
+      {'[', 0, ']', "square"},
+      {'{', 0, '}', "curly"},
+      {'"', 0, '"', "other: itself"},
+      {0, 0, 0, "none stays none"},
+      {')', 0, ')', "a closing bracket is not reversed"},
+      {'[', '|', '|', "a given close is kept"},
       {'\xC3', 0, '\xC3', "a high byte is itself"},
   };
   for (const Row& row : rows) {
@@ -80,7 +85,12 @@ TEST(Quoting, ExtendedEscapeQuoteEscapesQuotesAndEscapeCharacters) {
       {"a\\b\"", 0, 0, '\\', "a\\\\b\"", "no quotes: only the escape is escaped"},
       {"a\"b", '"', '"', 0, "\"a\"b\"", "no escape: nothing is escaped"},
       {"\xC3\xA9\"\xE2\x82\xAC", '"', '"', '\\', "\"\xC3\xA9\\\"\xE2\x82\xAC\"", "multi-byte characters pass"},
-      {"\xC3\xA9" "a", '"', '"', '\xC3', "\"\xC3\xC3\xA9" "a\"", "a lead byte as escape escapes the character"},
+      {"\xC3\xA9"
+       "a",
+       '"', '"', '\xC3',
+       "\"\xC3\xC3\xA9"
+       "a\"",
+       "a lead byte as escape escapes the character"},
       {"\xE2\x80\xA2", '"', '"', '\x80', "\"\xE2\x80\xA2\"", "continuation bytes are never compared"},
       {std::string("a\0b", 3), '"', '"', '\\', std::string("\"a\0b\"", 5), "a NUL byte is text"},
   };
@@ -165,14 +175,31 @@ TEST(Quoting, ExtendedUnQuoteChoosesThePairFromTheText) {
 // Random texts built from characters that matter to quoting (quotes, brackets, escapes) and
 // from multi-byte characters of every length go through quote and unquote unchanged.
 TEST(Quoting, RandomRoundTrips) {
-  const std::vector<std::string> pieces = {"a", "Z", " ", "\"", "'", "\\", "[", "]", "(", ")", "{", "}", "^",
-                                           "\xC3\xA9", "\xC3\x80", "\xE2\x82\xAC", "\xE2\x80\x9C",
-                                           "\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF", std::string(1, '\0')};
+  const std::vector<std::string> pieces = {"a",
+                                           "Z",
+                                           " ",
+                                           "\"",
+                                           "'",
+                                           "\\",
+                                           "[",
+                                           "]",
+                                           "(",
+                                           ")",
+                                           "{",
+                                           "}",
+                                           "^",
+                                           "\xC3\xA9",
+                                           "\xC3\x80",
+                                           "\xE2\x82\xAC",
+                                           "\xE2\x80\x9C",
+                                           "\xF0\x9F\x98\x80",
+                                           "\xF4\x8F\xBF\xBF",
+                                           std::string(1, '\0')};
   struct Pair {
     char open, close, escape;
   };
-  const Pair pairs[] = {{'"', '"', '\\'}, {'\'', '\'', '\\'}, {'[', 0, '\\'}, {'(', 0, '^'},
-                        {'\'', '\'', '\''}, {0, 0, '\\'},   {'"', '"', '\xC3'}, {'{', 0, '}'}};
+  const Pair pairs[] = {{'"', '"', '\\'},   {'\'', '\'', '\\'}, {'[', 0, '\\'},     {'(', 0, '^'},
+                        {'\'', '\'', '\''}, {0, 0, '\\'},       {'"', '"', '\xC3'}, {'{', 0, '}'}};
   std::mt19937 random(20240611);
   for (int round = 0; round < 3000; ++round) {
     std::string text;
