@@ -11,8 +11,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string>
-#include <vector>
 
 #include "base/core/LastError.h"
 #include "private/text/TextBytes.h"
@@ -236,39 +234,43 @@ bool B36Str2UInt(AnsiSubStr text, uint64_t& value) {
 
 // Binary2B36Str divides the big-endian number by 36 again and again, taking the remainders as
 // digits from the least significant up; the number shrinks by its leading zero bytes as it
-// goes. The leading zero bytes of the input are counted first and written as '0's.
+// goes. The leading zero bytes of the input are counted first and written as '0's. The work
+// areas are fixed by the size limits, so nothing is allocated but the result.
 AnsiStr Binary2B36Str(const void* data, uint32_t length) {
   if (data == nullptr && length != 0) return FailText(EINVAL);
   if (length > kMaxB36Bytes) return FailText(ERANGE);
   const uint8_t* in = static_cast<const uint8_t*>(data);
   uint32_t zeros = 0;
   while (zeros < length && in[zeros] == 0) ++zeros;
-  std::vector<uint8_t> number(in + zeros, in + length);
-  std::string digits;
-  size_t first = 0;  // the first non-zero byte of number
-  while (first < number.size()) {
+  uint8_t number[kMaxB36Bytes];
+  char digits[kMaxB36Digits];  // least significant first
+  const uint32_t size = length - zeros;
+  std::copy_n(in + zeros, size, number);
+  uint32_t count = 0;
+  for (uint32_t first = 0; first < size;) {  // first: the first non-zero byte of number
     uint32_t remainder = 0;
-    for (size_t i = first; i < number.size(); ++i) {
+    for (uint32_t i = first; i < size; ++i) {
       const uint32_t current = (remainder << 8) | number[i];
       number[i] = static_cast<uint8_t>(current / 36);
       remainder = current % 36;
     }
-    digits.push_back(kBase36[remainder]);
-    while (first < number.size() && number[first] == 0) ++first;
+    digits[count++] = kBase36[remainder];
+    while (first < size && number[first] == 0) ++first;
   }
   AnsiStr text;
-  if (zeros + digits.size() == 0) return text;
-  char* out = NewText(text, zeros + digits.size());
+  if (zeros + count == 0) return text;
+  char* out = NewText(text, uint64_t{zeros} + count);
   if (out == nullptr) return AnsiStr();
   out = std::fill_n(out, zeros, '0');
-  std::copy(digits.rbegin(), digits.rend(), out);
+  std::reverse_copy(digits, digits + count, out);
   return text;
 }
 
 AnsiStr Binary2B36Str(const Blob& data) { return Binary2B36Str(data.GetData(), data.GetLength()); }
 
-// B36Str2Binary multiplies the big-endian number by 36 and adds each digit, growing it at the
-// front when a carry is left over.
+// B36Str2Binary multiplies the big-endian number by 36 and adds each digit. The number is kept
+// right-aligned in a fixed area and grows to the left when a carry is left over; the leading
+// '0's become zero bytes in front of it.
 bool B36Str2Binary(AnsiSubStr text, Blob& result) {
   const char* p = text.GetStr();
   const uint32_t length = text.GetLength();
@@ -277,22 +279,29 @@ bool B36Str2Binary(AnsiSubStr text, Blob& result) {
     if (B36Value(static_cast<unsigned char>(p[i])) < 0) return Fail(EINVAL);
   uint32_t zeros = 0;
   while (zeros < length && p[zeros] == '0') ++zeros;
-  std::vector<uint8_t> number(zeros, 0);  // the leading zero bytes, then the value
-  const size_t valueStart = number.size();
+  // Each digit adds at most log2(36) < 6 bits, so kMaxB36Digits digits fit in this many bytes.
+  uint8_t area[kMaxB36Digits * 6 / 8 + 1];
+  uint8_t* const areaEnd = area + sizeof area;
+  uint8_t* start = areaEnd;  // the value is [start, areaEnd)
   for (uint32_t i = zeros; i < length; ++i) {
     uint32_t carry = static_cast<uint32_t>(B36Value(static_cast<unsigned char>(p[i])));
-    for (size_t j = number.size(); j > valueStart; --j) {
-      const uint32_t current = number[j - 1] * 36u + carry;
-      number[j - 1] = static_cast<uint8_t>(current & 0xFF);
+    for (uint8_t* b = areaEnd; b > start; --b) {
+      const uint32_t current = b[-1] * 36u + carry;
+      b[-1] = static_cast<uint8_t>(current & 0xFF);
       carry = current >> 8;
     }
-    while (carry != 0) {
-      number.insert(number.begin() + static_cast<std::ptrdiff_t>(valueStart), static_cast<uint8_t>(carry & 0xFF));
-      carry >>= 8;
-    }
+    for (; carry != 0; carry >>= 8) *--start = static_cast<uint8_t>(carry & 0xFF);
   }
-  Blob decoded(number.data(), static_cast<uint32_t>(number.size()));
-  if (decoded.GetLength() != number.size()) return false;  // the blob has set the last error
+  const uint32_t valueLength = static_cast<uint32_t>(areaEnd - start);
+  Blob decoded;
+  if (zeros + valueLength == 0) {
+    result = decoded;
+    return true;
+  }
+  uint8_t* out = decoded.Alloc(zeros + valueLength);
+  if (out == nullptr) return false;  // the blob has set the last error
+  std::fill_n(out, zeros, uint8_t{0});
+  std::copy_n(start, valueLength, out + zeros);
   result = decoded;
   return true;
 }

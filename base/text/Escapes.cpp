@@ -7,7 +7,7 @@
 #include "base/text/Escapes.h"
 
 #include <cerrno>
-#include <string>
+#include <cstring>
 
 #include "base/core/LastError.h"
 #include "base/text/Utf.h"
@@ -194,7 +194,7 @@ RefResult ReadReference(const char* p, const char* end, RefMode mode, char32_t& 
   if (q < end && *q == ';') {
     const uint32_t length = static_cast<uint32_t>(q - name);
     for (const NamedEntity& entity : kEntities) {
-      if (entity.length == length && std::char_traits<char>::compare(entity.name, name, length) == 0) {
+      if (entity.length == length && memcmp(entity.name, name, length) == 0) {
         value = entity.value;
         consumed = length + 2;
         return RefResult::kOk;
@@ -258,16 +258,20 @@ struct ReplacementTable {
 }  // namespace
 
 AnsiStr CleanStr(const AnsiStr& text) {
-  std::string kept;
-  kept.reserve(text.GetLength());
-  for (const char* p = text.GetStr(); *p != 0; ++p) {
-    const unsigned char c = static_cast<unsigned char>(*p);
-    if (c >= 0x20 && c != 0x7F) kept.push_back(*p);
+  const char* p = text.GetStr();
+  const uint32_t length = text.GetLength();
+  AnsiStrBuilder out(length);
+  bool started = false;  // a byte other than a blank has been kept
+  for (uint32_t i = 0; i < length; ++i) {
+    const unsigned char c = static_cast<unsigned char>(p[i]);
+    if (c < 0x20 || c == 0x7F || (c == ' ' && !started)) continue;
+    started = true;
+    out.Append(AnsiSubStr(p + i, 1));
   }
-  const size_t first = kept.find_first_not_of(' ');
-  if (first == std::string::npos) return AnsiStr();
-  const size_t last = kept.find_last_not_of(' ');
-  return AnsiStr(kept.data() + first, last - first + 1);
+  AnsiStr kept = Internal::FinishText(out);
+  uint32_t end = kept.GetLength();
+  while (end > 0 && kept[end - 1] == ' ') --end;
+  return kept.Trunc(end);
 }
 
 AnsiStr ClipStr(const AnsiStr& text, uint32_t maxChars) {

@@ -11,8 +11,8 @@
 //  - Inputs are narrow texts (UTF-8 by convention), taken as AnsiSubStr views over their bytes;
 //    nothing is changed in place. Multi-byte characters are never split.
 //  - Escapes return a new AnsiStr. They fail only for lack of memory or a result past 32 bits:
-//    the empty string with last error 12 (ENOMEM) or 34 (ERANGE); XMLEscape also refuses text
-//    that XML cannot carry (see there).
+//    the empty string with last error 12 (ENOMEM) and the string's event; XMLEscape also
+//    refuses text that XML cannot carry (see there). ClipStr and CleanStr fail the same way.
 //  - Unescapes return true and set result, or return false with the last error set and result
 //    left exactly as it was: nothing is half-written. Malformed input is 22 (EINVAL).
 //  - The last error is not touched on success. All functions are reentrant and keep no state.

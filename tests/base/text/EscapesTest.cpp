@@ -48,6 +48,7 @@ TEST(Escapes, CleanStrRemovesControlsAndSurroundingBlanks) {
                       {" a  b ", "a  b"},
                       {"\xC3\xA9t\xC3\xA9\r\n", "\xC3\xA9t\xC3\xA9"}};
   for (const Row& row : rows) EXPECT_EQ(S(CleanStr(row.text)), row.expected) << row.text;
+  EXPECT_EQ(S(CleanStr(AnsiStr(" a\0b \x01", 6))), "ab") << "a NUL is a control character too";
 }
 
 TEST(Escapes, ClipStrCutsWholeCharacters) {
