@@ -44,6 +44,7 @@
 #include "base/text/CodePage.h"
 #include "base/text/Escapes.h"
 #include "base/text/Formatter.h"
+#include "base/text/NumberText.h"
 #include "base/text/Utf.h"
 #include "base/text/WideStr.h"
 #include "base/time/Clock.h"
