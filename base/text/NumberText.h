@@ -8,7 +8,7 @@
 //
 // The parsers and the floating renderers honour the installation's symbols (Setup.h): the
 // positive and negative signs, the decimal separator ("comma") and the thousands separator.
-// All functions are thread-safe and allocate nothing, except those returning an AnsiStr.
+// All functions are thread-safe; only those that produce an AnsiStr allocate.
 //
 // Depends on core, process/Setup and the string classes.
 #pragma once
