@@ -126,20 +126,17 @@ struct TimeZone {
     // Standard and daylight bias: look at the middle of January and of July of this year.
     tm local{};
     localtime_r(&now, &local);
-    tm probe{};
-    probe.tm_year = local.tm_year;
-    probe.tm_mday = 15;
-    probe.tm_hour = 12;
-    probe.tm_isdst = -1;
-    probe.tm_mon = 0;
-    const time_t january = mktime(&probe);
-    probe = tm{};
-    probe.tm_year = local.tm_year;
-    probe.tm_mon = 6;
-    probe.tm_mday = 15;
-    probe.tm_hour = 12;
-    probe.tm_isdst = -1;
-    const time_t july = mktime(&probe);
+    const auto midMonth = [&local](int month) {
+      tm probe{};
+      probe.tm_year = local.tm_year;
+      probe.tm_mon = month;
+      probe.tm_mday = 15;
+      probe.tm_hour = 12;
+      probe.tm_isdst = -1;
+      return mktime(&probe);
+    };
+    const time_t january = midMonth(0);
+    const time_t july = midMonth(6);
     bool januaryDaylight = false;
     bool julyDaylight = false;
     const int januaryBias = BiasAt(january, &januaryDaylight);
