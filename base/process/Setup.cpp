@@ -57,12 +57,12 @@ bool IsValidSet(const NumberSymbols& s) {
          strcmp(s.comma, s.thousand) != 0 && strcmp(s.positiveSign, s.negativeSign) != 0 && s.fractions <= 15;
 }
 
-bool Publish(const NumberSymbols& candidate) {
+// PublishLocked: checks the candidate and makes it current (under g_setLock).
+bool PublishLocked(const NumberSymbols& candidate) {
   if (!IsValidSet(candidate)) {
     errno = EINVAL;
     return false;
   }
-  std::lock_guard<std::mutex> guard(g_setLock);
   const NumberSymbols* chosen = nullptr;
   if (SameSymbols(candidate, kDefaultSymbols)) chosen = &kDefaultSymbols;
   for (SnapshotNode* node = g_snapshots; chosen == nullptr && node != nullptr; node = node->next)
@@ -89,18 +89,17 @@ bool CopySymbol(char (&field)[8], const char* text) {
   return true;
 }
 
+// ChangeOne: changes one value of the current snapshot; the whole step runs under the lock,
+// so two setters on two threads do not lose each other's change.
 template <class Change>
 bool ChangeOne(Change change) {
-  NumberSymbols candidate;
-  {
-    std::lock_guard<std::mutex> guard(g_setLock);
-    candidate = *g_current.load(std::memory_order_acquire);
-  }
+  std::lock_guard<std::mutex> guard(g_setLock);
+  NumberSymbols candidate = *g_current.load(std::memory_order_acquire);
   if (!change(candidate)) {
     errno = EINVAL;
     return false;
   }
-  return Publish(candidate);
+  return PublishLocked(candidate);
 }
 
 // Time zone: the platform's view, taken once, and a host's override.
@@ -174,7 +173,10 @@ bool Setup::SetFractions(unsigned fractions) {
     return true;
   });
 }
-bool Setup::SetNumberSymbols(const NumberSymbols& symbols) { return Publish(symbols); }
+bool Setup::SetNumberSymbols(const NumberSymbols& symbols) {
+  std::lock_guard<std::mutex> guard(g_setLock);
+  return PublishLocked(symbols);
+}
 void Setup::ResetNumberSymbols() {
   std::lock_guard<std::mutex> guard(g_setLock);
   g_current.store(&kDefaultSymbols, std::memory_order_release);

@@ -31,6 +31,20 @@ inline const char* SkipBlanksAndNbsp(const char* p) {
   }
 }
 
+// NbspIsBlank: whether an installation sign symbol makes the no-break space a blank.
+inline bool NbspIsBlank() {
+  const NumberSymbols& symbols = Setup::GetNumberSymbols();
+  return IsNbspSymbol(symbols.positiveSign) || IsNbspSymbol(symbols.negativeSign);
+}
+
+// SkipTrailingBlanks: the blanks after a number; no-break spaces too when nbspBlank is true or
+// the installation makes them blanks.
+inline const char* SkipTrailingBlanks(const char* p, bool nbspBlank) {
+  p = SkipAsciiBlanks(p);
+  if (IsNbspAt(p) && (nbspBlank || NbspIsBlank())) p = SkipBlanksAndNbsp(p);
+  return p;
+}
+
 // SignRead: the outcome of ReadSign. result is 0 (go on at next), -1 (only blanks) or -2 (a
 // sign with nothing after it). nbspBlank says that no-break spaces count as blanks.
 struct SignRead {

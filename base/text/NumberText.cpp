@@ -137,8 +137,7 @@ int32_t ReadInteger(const char* text, const char** end, IntegerRead& out, bool a
   if (end != nullptr) {
     *end = p;
   } else {
-    p = nbspBlank ? Internal::SkipBlanksAndNbsp(p) : Internal::SkipAsciiBlanks(p);
-    if (*p != 0) return -2;
+    if (*Internal::SkipTrailingBlanks(p, nbspBlank) != 0) return -2;
   }
   out.magnitude = magnitude;
   return 0;

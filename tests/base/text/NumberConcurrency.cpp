@@ -49,5 +49,28 @@ TEST_F(NumberSymbolsTest, ReadersOnOtherThreadsSeeWholeSnapshots) {
   EXPECT_EQ(mixed.load(), 0);
 }
 
+TEST_F(NumberSymbolsTest, SettersOnTwoThreadsKeepBothChanges) {
+  for (int round = 0; round < 200; ++round) {
+    Setup::ResetNumberSymbols();
+    std::atomic<int> ready{0};
+    std::thread comma([&] {
+      ready.fetch_add(1);
+      while (ready.load() < 2) {
+      }
+      EXPECT_TRUE(Setup::SetComma(","));
+    });
+    std::thread sign([&] {
+      ready.fetch_add(1);
+      while (ready.load() < 2) {
+      }
+      EXPECT_TRUE(Setup::SetNegativeSign("\xE2\x88\x92"));
+    });
+    comma.join();
+    sign.join();
+    ASSERT_STREQ(Setup::GetComma(), ",") << "round " << round;
+    ASSERT_STREQ(Setup::GetNegativeSign(), "\xE2\x88\x92") << "round " << round;
+  }
+}
+
 }  // namespace
 }  // namespace OrvGuiBase

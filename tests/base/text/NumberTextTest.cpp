@@ -269,6 +269,8 @@ TEST_F(NumberSymbolsTest, ParsersHonourTheInstallationsSigns) {
   int32_t small = 1;
   EXPECT_EQ(Str2Int("\xC2\xA0 \xC2\xA0" "42\xC2\xA0", nullptr, &small), 0);
   EXPECT_EQ(small, 42);
+  EXPECT_EQ(Str2Int("42\xC2\xA0", nullptr, &small), 0) << "a trailing no-break space after a plain number";
+  EXPECT_EQ(small, 42);
   EXPECT_EQ(Str2Int("-\xC2\xA0" "42", nullptr, &small), 0) << "blank after the minus";
   EXPECT_EQ(small, -42);
   EXPECT_EQ(Str2Int("\xC2\xA0", nullptr, &small), -1) << "only blanks";
