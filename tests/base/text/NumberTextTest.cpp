@@ -263,6 +263,11 @@ TEST_F(NumberSymbolsTest, ParsersHonourTheInstallationsSigns) {
   }
   int64_t value = 1;
   EXPECT_EQ(Str2Long((std::string(kMinusSign) + "5").c_str(), nullptr, &value, false), -2) << "signs refused";
+  double real = 0;
+  EXPECT_EQ(Str2Double((std::string(kMinusSign) + " 2.5").c_str(), nullptr, &real), 0) << "the floating parser too";
+  EXPECT_EQ(real, -2.5);
+  EXPECT_EQ(Str2Double("\xE2\x8A\x95" "2.5", nullptr, &real), 0);
+  EXPECT_EQ(real, 2.5);
 
   // A no-break space as sign symbol is a blank instead.
   ASSERT_TRUE(Setup::SetPositiveSign(kNbsp));
