@@ -46,6 +46,7 @@
 #include "base/text/Escapes.h"
 #include "base/text/Formatter.h"
 #include "base/text/NaturalSort.h"
+#include "base/text/NumberText.h"
 #include "base/text/Quoting.h"
 #include "base/text/Utf.h"
 #include "base/text/WideStr.h"
