@@ -8,7 +8,7 @@ FUZZ_SECONDS ?= 20
 # Debian packages the build needs; `make deps` installs the missing ones (as root).
 DEPS := cmake ninja-build g++ make pkg-config ccache clang-14 libclang-rt-14-dev \
         libgtest-dev libgmock-dev libbenchmark-dev valgrind \
-        libmimalloc-dev libjemalloc2 libtcmalloc-minimal4
+        libmimalloc-dev libjemalloc2 libtcmalloc-minimal4 libicu-dev libutfcpp-dev
 
 CTEST := ctest --output-on-failure -j $(JOBS)
 

@@ -102,6 +102,24 @@ constexpr std::array<EncodeEntry, 256> MakeEncode() {
 }
 constexpr std::array<EncodeEntry, 256> kEncode = MakeEncode();
 
+// kTwoBytes[m]: for eight code points below 800 held one per 16-bit lane as UTF-8 (first byte
+// lowest), the shuffle that writes them one after another, where bit k of m says that the k-th
+// takes two bytes; and how many bytes that makes.
+constexpr std::array<EncodeEntry, 256> MakeTwoBytes() {
+  std::array<EncodeEntry, 256> table{};
+  for (unsigned mask = 0; mask < 256; ++mask) {
+    unsigned to = 0;
+    for (unsigned lane = 0; lane < 8; ++lane) {
+      table[mask].shuffle[to++] = static_cast<unsigned char>(2 * lane);
+      if ((mask >> lane) & 1) table[mask].shuffle[to++] = static_cast<unsigned char>(2 * lane + 1);
+    }
+    table[mask].length = to;
+    while (to < 16) table[mask].shuffle[to++] = 0x80;
+  }
+  return table;
+}
+constexpr std::array<EncodeEntry, 256> kTwoBytes = MakeTwoBytes();
+
 // kInterleave[l | h << 4]: the four bits of l and of h interleaved, l's in the even places:
 // turns the low and high bits of four two-bit lengths into a kEncode index.
 constexpr std::array<unsigned char, 256> MakeInterleave() {
@@ -144,21 +162,28 @@ bool CountUtf8(UtfRun<char, Out>& run) {
 // Utf8ToWide: UTF-8 to UTF-16 or UTF-32, a window of 32 bytes at a time.
 //
 // Invariant: at starts a character, and at least 64 source bytes and 32 target units remain.
-// A window of 32 ASCII bytes is widened as it stands. Otherwise the window's characters that
-// start in its first 16 bytes are decoded together, those of one to three bytes:
+// A window of 32 ASCII bytes is widened as it stands. Otherwise the characters that start in
+// the window's first 16 bytes are decoded together:
 //   1. The window is judged by the lenient rules (BlockErrors, with ASCII before it: at starts
 //      a character). It ends after the last character starting in the first 16 bytes, which
-//      may reach three bytes further; or before the first four-byte character, which is left
-//      to the one-code-point rules. A window with a broken rule before its end is left to
-//      them too, so that they report the error, or the full target that comes first.
-//   2. Every byte position i < 16 becomes a 16-bit lane, with the value that a character
-//      starting there would have: byte i alone, byte i and i+1 as two bytes, or bytes i..i+2
-//      as three (the lead's own bits shifted out of the 16-bit lane where they do not belong).
-//   3. The lanes at bytes that start a character are gathered to the front of each 128-bit
-//      half with a table shuffle, and the halves stored one after the other (widened to 32
-//      bits for UTF-32). Each store writes eight units of which only the gathered ones count;
-//      what follows them is overwritten by the next window, as more than 32 bytes of source
-//      remain to produce at least eight more units.
+//      may reach three bytes further, and the byte after it must not continue that character.
+//      A window with a broken rule before its end is left to the one-code-point rules, which
+//      report the error, or the full target that comes first.
+//   2. Every byte position i < 16 becomes a 16-bit lane with the value that a character
+//      starting there would have: byte i alone, bytes i and i+1 as two bytes, bytes i..i+2 as
+//      three (the lead's own bits shifted out of the lane where they do not belong). A
+//      four-byte value does not fit: for UTF-32 the lane keeps its low 16 bits and a second
+//      vector its top five; for UTF-16 the lane of the lead holds the high surrogate and the
+//      lane of the byte after it the low one, both computed from the bytes that follow each
+//      lane. (A lead at byte 15 then waits for the next window; an overlong F0 80..8F form,
+//      which makes one unit, not two, is left to the one-code-point rules.)
+//   3. The lanes that make units (bytes that start a character, and for UTF-16 the bytes after
+//      four-byte leads) are gathered to the front of each 128-bit half with a table shuffle,
+//      and the halves stored one after the other (widened to 32 bits for UTF-32, with the
+//      second vector, gathered alike, as the upper half).
+// Each store writes eight units of which only the gathered ones count; what follows them is
+// overwritten by the next window, as more than 32 bytes of source remain to produce at least
+// eight more units.
 template <class Out>
 bool Utf8ToWide(UtfRun<char, Out>& run) {
   if (run.target == nullptr) return CountUtf8(run);
@@ -187,11 +212,14 @@ bool Utf8ToWide(UtfRun<char, Out>& run) {
     const __m256i errors = BlockErrors<Avx2Ops, BlockRules::kLenient>(bytes, zero);
     const uint32_t broken = ~static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(errors, zero)));
     const uint32_t continuation = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(Avx2Ops::Splat(0xC0), bytes)));
-    const uint32_t fours = high & static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(bytes, Avx2Ops::Splat(0xEF))));
-    const unsigned end = (fours & 0xFFFF) != 0 ? __builtin_ctz(fours) : 16 + __builtin_ctz(~(continuation >> 16));
-    // The byte after the window must not continue its last character either.
-    if (end == 0 || (broken & LowBits(end + 1)) != 0) break;
-    const uint32_t starts = ~continuation & LowBits(end < 16 ? end : 16);
+    const uint32_t fours = high & static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(bytes, Avx2Ops::Splat(0xEF)))) & 0xFFFF;
+    unsigned end = 16 + __builtin_ctz(~(continuation >> 16));
+    uint32_t units = ~continuation & 0xFFFF;  // the lanes that make a unit
+    if (sizeof(Out) == 2 && (fours >> 15) != 0) {
+      end = 15;
+      units &= 0x7FFF;
+    }
+    if ((broken & LowBits(end + 1)) != 0) break;
 
     const __m256i b0 = _mm256_cvtepu8_epi16(Load16(s + at));
     const __m256i c1 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(s + at + 1)), Splat16(0x3F));
@@ -200,18 +228,51 @@ bool Utf8ToWide(UtfRun<char, Out>& run) {
     const __m256i three = _mm256_or_si256(_mm256_slli_epi16(b0, 12), _mm256_or_si256(_mm256_slli_epi16(c1, 6), c2));
     __m256i value = _mm256_blendv_epi8(two, three, _mm256_cmpgt_epi16(b0, Splat16(0xDF)));
     value = _mm256_blendv_epi8(value, b0, _mm256_cmpgt_epi16(Splat16(0x80), b0));
-    const __m256i gathered =
-        _mm256_shuffle_epi8(value, Pair(kCompact16.shuffle[starts & 0xFF], kCompact16.shuffle[starts >> 8]));
-    const unsigned lowCount = PopCount(starts & 0xFF);
+    __m256i upper = zero;  // UTF-32: the top bits of four-byte values
+    if (fours != 0) {
+      const __m256i c3 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(s + at + 3)), Splat16(0x3F));
+      const __m256i isFour = _mm256_cmpgt_epi16(b0, Splat16(0xEF));
+      if constexpr (sizeof(Out) == 2) {
+        const uint32_t overlong = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_and_si256(
+            _mm256_cmpeq_epi8(Avx2Ops::Prev<1>(bytes, zero), Avx2Ops::Splat(0xF0)), _mm256_cmpgt_epi8(Avx2Ops::Splat(0x90), bytes))));
+        if ((overlong & LowBits(end)) != 0) break;
+        // high = D800 + ((value - 10000) >> 10), low = DC00 + (value & 3FF), from the lead's lane
+        // and from the lane after it (whose own next two bytes are the lead's last two).
+        const __m256i highSurrogate = _mm256_add_epi16(
+            _mm256_add_epi16(Splat16(0xD7C0), _mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x07)), 8)),
+            _mm256_add_epi16(_mm256_slli_epi16(c1, 2), _mm256_srli_epi16(c2, 4)));
+        const __m256i lowSurrogate = _mm256_or_si256(
+            _mm256_or_si256(Splat16(0xDC00), _mm256_slli_epi16(_mm256_and_si256(c1, Splat16(0x0F)), 6)), c2);
+        const __m256i afterFour = _mm256_alignr_epi8(isFour, _mm256_permute2x128_si256(isFour, isFour, 0x08), 14);
+        value = _mm256_blendv_epi8(value, highSurrogate, isFour);
+        value = _mm256_blendv_epi8(value, lowSurrogate, afterFour);
+        units |= (fours & units) << 1;
+      } else {
+        const __m256i low16 = _mm256_or_si256(_mm256_slli_epi16(c1, 12), _mm256_or_si256(_mm256_slli_epi16(c2, 6), c3));
+        value = _mm256_blendv_epi8(value, low16, isFour);
+        upper = _mm256_and_si256(isFour, _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x07)), 2),
+                                                         _mm256_srli_epi16(c1, 4)));
+      }
+    }
+    const __m256i shuffle = Pair(kCompact16.shuffle[units & 0xFF], kCompact16.shuffle[units >> 8]);
+    const __m256i gathered = _mm256_shuffle_epi8(value, shuffle);
+    const unsigned lowCount = PopCount(units & 0xFF);
     if constexpr (sizeof(Out) == 2) {
       Store16(out, _mm256_castsi256_si128(gathered));
       Store16(out + lowCount, _mm256_extracti128_si256(gathered, 1));
     } else {
-      Store32(out, _mm256_cvtepu16_epi32(_mm256_castsi256_si128(gathered)));
-      Store32(out + lowCount, _mm256_cvtepu16_epi32(_mm256_extracti128_si256(gathered, 1)));
+      __m256i first = _mm256_cvtepu16_epi32(_mm256_castsi256_si128(gathered));
+      __m256i second = _mm256_cvtepu16_epi32(_mm256_extracti128_si256(gathered, 1));
+      if (fours != 0) {
+        const __m256i tops = _mm256_shuffle_epi8(upper, shuffle);
+        first = _mm256_or_si256(first, _mm256_slli_epi32(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(tops)), 16));
+        second = _mm256_or_si256(second, _mm256_slli_epi32(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(tops, 1)), 16));
+      }
+      Store32(out, first);
+      Store32(out + lowCount, second);
     }
     at += end;
-    written += PopCount(starts);
+    written += PopCount(units);
   }
   run.at = at;
   run.written = written;
@@ -279,7 +340,8 @@ inline unsigned StoreEncoded(const Encoded& e, unsigned lanes, char* out) {
 // Utf16ToUtf8: sixteen UTF-16 units at a time.
 //
 // Invariant: at starts a code point, at least 32 source units and 64 target bytes remain.
-// Sixteen ASCII units are narrowed as they stand. Otherwise the units up to PairedEnd are
+// Sixteen ASCII units are narrowed as they stand; sixteen units below 800 make one or two bytes
+// each in their own 16-bit lanes, gathered by a table shuffle. Otherwise the units up to PairedEnd are
 // encoded in groups of four, each unit in a 32-bit lane (EncodeLanes). A surrogate pair takes
 // two lanes that share its four bytes: the high surrogate's lane holds the first two, from the
 // top bits of the value ((high & 3FF) + 40, as the value is 10000 + (high & 3FF) << 10 + ...),
@@ -320,6 +382,20 @@ bool Utf16ToUtf8(UtfRun<char16_t, char>& run) {
       Store16(out, _mm_packus_epi16(_mm256_castsi256_si128(units), _mm256_extracti128_si256(units, 1)));
       at += 16;
       written += 16;
+      continue;
+    }
+    if (_mm256_testz_si256(units, Splat16(0xF800))) {  // all below 800: one or two bytes each
+      const __m256i longer = _mm256_cmpgt_epi16(units, Splat16(0x7F));
+      const __m256i two = _mm256_or_si256(_mm256_or_si256(Splat16(0x80C0), _mm256_srli_epi16(units, 6)),
+                                          _mm256_slli_epi16(_mm256_and_si256(units, Splat16(0x3F)), 8));
+      const uint32_t mask = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(longer, _mm256_setzero_si256())));
+      const EncodeEntry& first = kTwoBytes[mask & 0xFF];
+      const EncodeEntry& second = kTwoBytes[(mask >> 16) & 0xFF];
+      const __m256i packed = _mm256_shuffle_epi8(_mm256_blendv_epi8(units, two, longer), Pair(first.shuffle, second.shuffle));
+      Store16(out, _mm256_castsi256_si128(packed));
+      Store16(out + first.length, _mm256_extracti128_si256(packed, 1));
+      at += 16;
+      written += first.length + second.length;
       continue;
     }
     const Surrogates s = FindSurrogates(units);
