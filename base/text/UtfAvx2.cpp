@@ -326,20 +326,19 @@ inline Encoded EncodeLanes(__m256i value) {
 
 // StoreEncoded: writes the first lanes (four or eight) of an Encoded one after another at out;
 // returns the bytes written. Each 128-bit store writes sixteen bytes of which the sequences'
-// bytes count.
+// bytes count; the bytes past them reach at most 28 bytes past the returned length.
 inline unsigned StoreEncoded(const Encoded& e, unsigned lanes, char* out) {
   const EncodeEntry& first = kEncode[kInterleave[(e.low & 0xF) | (e.high & 0xF) << 4]];
   const EncodeEntry& second = kEncode[kInterleave[(e.low >> 4) | (e.high & 0xF0)]];
   const __m256i packed = _mm256_shuffle_epi8(e.bytes, Pair(first.shuffle, second.shuffle));
   Store16(out, _mm256_castsi256_si128(packed));
-  if (lanes == 4) return first.length;
-  Store16(out + first.length, _mm256_extracti128_si256(packed, 1));
-  return first.length + second.length;
+  Store16(out + first.length, _mm256_extracti128_si256(packed, 1));  // counted for eight lanes only
+  return first.length + (lanes == 8 ? second.length : 0);
 }
 
 // Utf16ToUtf8: sixteen UTF-16 units at a time.
 //
-// Invariant: at starts a code point, at least 32 source units and 64 target bytes remain.
+// Invariant: at starts a code point, at least 48 source units and 64 target bytes remain.
 // Sixteen ASCII units are narrowed as they stand; sixteen units below 800 make one or two bytes
 // each in their own 16-bit lanes, gathered by a table shuffle. Otherwise the units up to PairedEnd are
 // encoded in groups of four, each unit in a 32-bit lane (EncodeLanes). A surrogate pair takes
@@ -348,8 +347,8 @@ inline unsigned StoreEncoded(const Encoded& e, unsigned lanes, char* out) {
 // the low surrogate's lane the last two, from its own bits and the two low bits of the high
 // surrogate before it. So every lane makes one to three bytes and one table of shuffles gathers
 // them. Only whole groups of four are taken, and never a group that ends inside a pair: what is
-// left goes to the next round or to the one-code-point rules. The stores leave at most fifteen
-// bytes past the output, which the 16 units still ahead overwrite.
+// left goes to the next round or to the one-code-point rules. The stores leave at most 28
+// bytes past the output, which the 32 units still ahead overwrite.
 bool Utf16ToUtf8(UtfRun<char16_t, char>& run);
 
 bool CountUtf16ToUtf8(UtfRun<char16_t, char>& run) {
@@ -375,7 +374,7 @@ bool CountUtf16ToUtf8(UtfRun<char16_t, char>& run) {
 bool Utf16ToUtf8(UtfRun<char16_t, char>& run) {
   if (run.target == nullptr) return CountUtf16ToUtf8(run);
   uint64_t at = run.at, written = run.written;
-  while (run.length - at >= 32 && run.capacity - written >= 64) {
+  while (run.length - at >= 48 && run.capacity - written >= 64) {
     const __m256i units = Load32(run.source + at);
     char* out = run.target + written;
     if (_mm256_testz_si256(units, Splat16(0xFF80))) {
@@ -400,17 +399,19 @@ bool Utf16ToUtf8(UtfRun<char16_t, char>& run) {
     }
     const Surrogates s = FindSurrogates(units);
     const bool paired = (s.highs | s.lows) != 0;
-    unsigned taken = (paired ? PairedEnd(s) : 16) & ~3u;
-    while (taken != 0 && ((s.highs >> (taken - 1)) & 1)) taken -= 4;
-    if (taken == 0) break;
+    unsigned taken = 16;
+    if (paired) {
+      taken = PairedEnd(s) & ~3u;
+      while (taken != 0 && ((s.highs >> (taken - 1)) & 1)) taken -= 4;
+      if (taken == 0) break;
+    }
     // The unit before each unit (zero before the first), for the low halves of pairs.
     const __m256i before = _mm256_alignr_epi8(units, _mm256_permute2x128_si256(units, units, 0x08), 14);
     for (unsigned group = 0; group < 2 && 8 * group < taken; ++group) {
       const __m128i half = group == 0 ? _mm256_castsi256_si128(units) : _mm256_extracti128_si256(units, 1);
       const __m256i value = _mm256_cvtepu16_epi32(half);
       Encoded e = EncodeLanes(value);
-      const uint32_t groupHighs = (s.highs >> (8 * group)) & 0xFF, groupLows = (s.lows >> (8 * group)) & 0xFF;
-      if ((groupHighs | groupLows) != 0) {
+      if (paired) {
         const __m256i top = _mm256_add_epi32(_mm256_and_si256(value, Splat32(0x3FF)), Splat32(0x40));
         const __m256i highPart = _mm256_or_si256(
             _mm256_or_si256(Splat32(0x80F0), _mm256_srli_epi32(top, 8)),
@@ -421,16 +422,15 @@ bool Utf16ToUtf8(UtfRun<char16_t, char>& run) {
             _mm256_or_si256(Splat32(0x8080), _mm256_slli_epi32(_mm256_and_si256(previous, Splat32(3)), 4)),
             _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(value, 6), Splat32(0xF)),
                             _mm256_slli_epi32(_mm256_and_si256(value, Splat32(0x3F)), 8)));
-        const __m256i isHigh = _mm256_cmpeq_epi32(_mm256_and_si256(value, Splat32(0xFC00)), Splat32(0xD800));
-        const __m256i isLow = _mm256_cmpeq_epi32(_mm256_and_si256(value, Splat32(0xFC00)), Splat32(0xDC00));
-        e.bytes = _mm256_blendv_epi8(e.bytes, highPart, isHigh);
-        e.bytes = _mm256_blendv_epi8(e.bytes, lowPart, isLow);
+        const __m256i top6 = _mm256_and_si256(value, Splat32(0xFC00));
+        e.bytes = _mm256_blendv_epi8(e.bytes, highPart, _mm256_cmpeq_epi32(top6, Splat32(0xD800)));
+        e.bytes = _mm256_blendv_epi8(e.bytes, lowPart, _mm256_cmpeq_epi32(top6, Splat32(0xDC00)));
         // Two bytes each: length minus one is 1 (low bit set, high bit clear).
-        e.low |= groupHighs | groupLows;
-        e.high &= ~(groupHighs | groupLows);
+        const uint32_t halves = ((s.highs | s.lows) >> (8 * group)) & 0xFF;
+        e.low |= halves;
+        e.high &= ~halves;
       }
-      const unsigned lanes = taken - 8 * group >= 8 ? 8 : 4;
-      out += StoreEncoded(e, lanes, out);
+      out += StoreEncoded(e, taken - 8 * group >= 8 ? 8 : 4, out);
     }
     at += taken;
     written = static_cast<uint64_t>(out - run.target);
