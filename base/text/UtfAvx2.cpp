@@ -159,36 +159,92 @@ bool CountUtf8(UtfRun<char, Out>& run) {
   return true;
 }
 
+// DecodeHalf: the characters that start in the 16 bytes at p, for Utf8ToWide below. units has
+// a bit for each byte that makes a unit; fours says whether four-byte leads are among them (or
+// just before them);
+// first whether p starts the window (else p[-1] is the byte before, read for its four-byte
+// lead). Returns the end of what it wrote.
+template <class Out>
+[[gnu::always_inline]] inline Out* DecodeHalf(const unsigned char* p, bool first, uint32_t units, bool fours, Out* out) {
+  const __m256i b0 = _mm256_cvtepu8_epi16(Load16(p));
+  const __m256i c1 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(p + 1)), Splat16(0x3F));
+  const __m256i c2 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(p + 2)), Splat16(0x3F));
+  const __m256i two = _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x1F)), 6), c1);
+  const __m256i three = _mm256_or_si256(_mm256_slli_epi16(b0, 12), _mm256_or_si256(_mm256_slli_epi16(c1, 6), c2));
+  __m256i value = _mm256_blendv_epi8(two, three, _mm256_cmpgt_epi16(b0, Splat16(0xDF)));
+  value = _mm256_blendv_epi8(value, b0, _mm256_cmpgt_epi16(Splat16(0x80), b0));
+  __m256i upper = _mm256_setzero_si256();  // UTF-32: the top bits of four-byte values
+  if (fours) {
+    const __m256i c3 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(p + 3)), Splat16(0x3F));
+    const __m256i isFour = _mm256_cmpgt_epi16(b0, Splat16(0xEF));
+    if constexpr (sizeof(Out) == 2) {
+      // high = D800 + ((value - 10000) >> 10), low = DC00 + (value & 3FF): from the lead's lane,
+      // and from the lane after it, whose own next two bytes are the lead's last two.
+      const __m256i highSurrogate = _mm256_add_epi16(
+          _mm256_add_epi16(Splat16(0xD7C0), _mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x07)), 8)),
+          _mm256_add_epi16(_mm256_slli_epi16(c1, 2), _mm256_srli_epi16(c2, 4)));
+      const __m256i lowSurrogate =
+          _mm256_or_si256(_mm256_or_si256(Splat16(0xDC00), _mm256_slli_epi16(_mm256_and_si256(c1, Splat16(0x0F)), 6)), c2);
+      const __m256i before = first ? _mm256_alignr_epi8(b0, _mm256_permute2x128_si256(b0, b0, 0x08), 14)
+                                   : _mm256_cvtepu8_epi16(Load16(p - 1));
+      value = _mm256_blendv_epi8(value, highSurrogate, isFour);
+      value = _mm256_blendv_epi8(value, lowSurrogate, _mm256_cmpgt_epi16(before, Splat16(0xEF)));
+    } else {
+      const __m256i low16 = _mm256_or_si256(_mm256_slli_epi16(c1, 12), _mm256_or_si256(_mm256_slli_epi16(c2, 6), c3));
+      value = _mm256_blendv_epi8(value, low16, isFour);
+      upper = _mm256_and_si256(
+          isFour, _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x07)), 2), _mm256_srli_epi16(c1, 4)));
+    }
+  }
+  const __m256i shuffle = Pair(kCompact16.shuffle[units & 0xFF], kCompact16.shuffle[(units >> 8) & 0xFF]);
+  const __m256i gathered = _mm256_shuffle_epi8(value, shuffle);
+  const unsigned lowCount = PopCount(units & 0xFF);
+  if constexpr (sizeof(Out) == 2) {
+    Store16(out, _mm256_castsi256_si128(gathered));
+    Store16(out + lowCount, _mm256_extracti128_si256(gathered, 1));
+  } else {
+    __m256i low = _mm256_cvtepu16_epi32(_mm256_castsi256_si128(gathered));
+    __m256i high = _mm256_cvtepu16_epi32(_mm256_extracti128_si256(gathered, 1));
+    if (fours) {
+      const __m256i tops = _mm256_shuffle_epi8(upper, shuffle);
+      low = _mm256_or_si256(low, _mm256_slli_epi32(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(tops)), 16));
+      high = _mm256_or_si256(high, _mm256_slli_epi32(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(tops, 1)), 16));
+    }
+    Store32(out, low);
+    Store32(out + lowCount, high);
+  }
+  return out + PopCount(units & 0xFFFF);
+}
+
 // Utf8ToWide: UTF-8 to UTF-16 or UTF-32, a window of 32 bytes at a time.
 //
 // Invariant: at starts a character, and at least 64 source bytes and 32 target units remain.
-// A window of 32 ASCII bytes is widened as it stands. Otherwise the characters that start in
-// the window's first 16 bytes are decoded together:
-//   1. The window is judged by the lenient rules (BlockErrors, with ASCII before it: at starts
-//      a character). It ends after the last character starting in the first 16 bytes, which
-//      may reach three bytes further, and the byte after it must not continue that character.
-//      A window with a broken rule before its end is left to the one-code-point rules, which
-//      report the error, or the full target that comes first.
-//   2. Every byte position i < 16 becomes a 16-bit lane with the value that a character
-//      starting there would have: byte i alone, bytes i and i+1 as two bytes, bytes i..i+2 as
-//      three (the lead's own bits shifted out of the lane where they do not belong). A
-//      four-byte value does not fit: for UTF-32 the lane keeps its low 16 bits and a second
-//      vector its top five; for UTF-16 the lane of the lead holds the high surrogate and the
-//      lane of the byte after it the low one, both computed from the bytes that follow each
-//      lane. (A lead at byte 15 then waits for the next window; an overlong F0 80..8F form,
-//      which makes one unit, not two, is left to the one-code-point rules.)
+// A window of 32 ASCII bytes is widened as it stands. Otherwise the window's characters are
+// decoded together:
+//   1. The window ends before a character that its last three bytes start and that would run
+//      past them (so it takes at least 29 bytes). It is judged by the lenient rules
+//      (BlockErrors, with ASCII before it: at starts a character), and the byte after its end
+//      must not continue its last character either. A window with a broken rule is left to
+//      the one-code-point rules, which report the error, or the full target that comes first.
+//   2. Every byte position becomes a 16-bit lane with the value that a character starting
+//      there would have: the byte alone, two bytes, or three (the lead's own bits shifted out
+//      of the lane where they do not belong). A four-byte value does not fit: for UTF-32 the
+//      lane keeps its low 16 bits and a second vector its top five; for UTF-16 the lane of the
+//      lead holds the high surrogate and the lane of the byte after it the low one, each
+//      computed from the bytes that follow its lane. (An overlong F0 80..8F form, which makes
+//      one unit and not two, is left to the one-code-point rules.)
 //   3. The lanes that make units (bytes that start a character, and for UTF-16 the bytes after
-//      four-byte leads) are gathered to the front of each 128-bit half with a table shuffle,
-//      and the halves stored one after the other (widened to 32 bits for UTF-32, with the
-//      second vector, gathered alike, as the upper half).
+//      four-byte leads) are gathered to the front of each eight lanes with a table shuffle,
+//      and stored one after the other (widened to 32 bits for UTF-32, the second vector,
+//      gathered alike, making the upper half).
 // Each store writes eight units of which only the gathered ones count; what follows them is
-// overwritten by the next window, as more than 32 bytes of source remain to produce at least
-// eight more units.
+// overwritten later, as 32 bytes of source remain to produce at least eight more units.
 template <class Out>
 bool Utf8ToWide(UtfRun<char, Out>& run) {
   if (run.target == nullptr) return CountUtf8(run);
   const unsigned char* s = reinterpret_cast<const unsigned char*>(run.source);
   const __m256i zero = _mm256_setzero_si256();
+  const __m256i incompleteLimit = Avx2Ops::Load(kIncompleteLimit);
   uint64_t at = run.at, written = run.written;
   while (run.length - at >= 64 && run.capacity - written >= 32) {
     Out* out = run.target + written;
@@ -211,68 +267,23 @@ bool Utf8ToWide(UtfRun<char, Out>& run) {
     }
     const __m256i errors = BlockErrors<Avx2Ops, BlockRules::kLenient>(bytes, zero);
     const uint32_t broken = ~static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(errors, zero)));
-    const uint32_t continuation = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(Avx2Ops::Splat(0xC0), bytes)));
-    const uint32_t fours = high & static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(bytes, Avx2Ops::Splat(0xEF)))) & 0xFFFF;
-    unsigned end = 16 + __builtin_ctz(~(continuation >> 16));
-    uint32_t units = ~continuation & 0xFFFF;  // the lanes that make a unit
-    if (sizeof(Out) == 2 && (fours >> 15) != 0) {
-      end = 15;
-      units &= 0x7FFF;
-    }
+    const uint32_t cut =
+        ~static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(_mm256_subs_epu8(bytes, incompleteLimit), zero)));
+    const unsigned end = cut != 0 ? __builtin_ctz(cut) : 32;
     if ((broken & LowBits(end + 1)) != 0) break;
-
-    const __m256i b0 = _mm256_cvtepu8_epi16(Load16(s + at));
-    const __m256i c1 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(s + at + 1)), Splat16(0x3F));
-    const __m256i c2 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(s + at + 2)), Splat16(0x3F));
-    const __m256i two = _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x1F)), 6), c1);
-    const __m256i three = _mm256_or_si256(_mm256_slli_epi16(b0, 12), _mm256_or_si256(_mm256_slli_epi16(c1, 6), c2));
-    __m256i value = _mm256_blendv_epi8(two, three, _mm256_cmpgt_epi16(b0, Splat16(0xDF)));
-    value = _mm256_blendv_epi8(value, b0, _mm256_cmpgt_epi16(Splat16(0x80), b0));
-    __m256i upper = zero;  // UTF-32: the top bits of four-byte values
-    if (fours != 0) {
-      const __m256i c3 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(s + at + 3)), Splat16(0x3F));
-      const __m256i isFour = _mm256_cmpgt_epi16(b0, Splat16(0xEF));
-      if constexpr (sizeof(Out) == 2) {
-        const uint32_t overlong = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_and_si256(
-            _mm256_cmpeq_epi8(Avx2Ops::Prev<1>(bytes, zero), Avx2Ops::Splat(0xF0)), _mm256_cmpgt_epi8(Avx2Ops::Splat(0x90), bytes))));
-        if ((overlong & LowBits(end)) != 0) break;
-        // high = D800 + ((value - 10000) >> 10), low = DC00 + (value & 3FF), from the lead's lane
-        // and from the lane after it (whose own next two bytes are the lead's last two).
-        const __m256i highSurrogate = _mm256_add_epi16(
-            _mm256_add_epi16(Splat16(0xD7C0), _mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x07)), 8)),
-            _mm256_add_epi16(_mm256_slli_epi16(c1, 2), _mm256_srli_epi16(c2, 4)));
-        const __m256i lowSurrogate = _mm256_or_si256(
-            _mm256_or_si256(Splat16(0xDC00), _mm256_slli_epi16(_mm256_and_si256(c1, Splat16(0x0F)), 6)), c2);
-        const __m256i afterFour = _mm256_alignr_epi8(isFour, _mm256_permute2x128_si256(isFour, isFour, 0x08), 14);
-        value = _mm256_blendv_epi8(value, highSurrogate, isFour);
-        value = _mm256_blendv_epi8(value, lowSurrogate, afterFour);
-        units |= (fours & units) << 1;
-      } else {
-        const __m256i low16 = _mm256_or_si256(_mm256_slli_epi16(c1, 12), _mm256_or_si256(_mm256_slli_epi16(c2, 6), c3));
-        value = _mm256_blendv_epi8(value, low16, isFour);
-        upper = _mm256_and_si256(isFour, _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x07)), 2),
-                                                         _mm256_srli_epi16(c1, 4)));
-      }
+    const uint32_t continuation = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(Avx2Ops::Splat(0xC0), bytes)));
+    const uint32_t fours = high & static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(bytes, Avx2Ops::Splat(0xEF)))) & LowBits(end);
+    uint32_t units = ~continuation & LowBits(end);
+    if (sizeof(Out) == 2 && fours != 0) {
+      const uint32_t overlong = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_and_si256(
+          _mm256_cmpeq_epi8(Avx2Ops::Prev<1>(bytes, zero), Avx2Ops::Splat(0xF0)), _mm256_cmpgt_epi8(Avx2Ops::Splat(0x90), bytes))));
+      if ((overlong & LowBits(end)) != 0) break;
+      units |= fours << 1;  // the low surrogates, in the lanes after their leads
     }
-    const __m256i shuffle = Pair(kCompact16.shuffle[units & 0xFF], kCompact16.shuffle[units >> 8]);
-    const __m256i gathered = _mm256_shuffle_epi8(value, shuffle);
-    const unsigned lowCount = PopCount(units & 0xFF);
-    if constexpr (sizeof(Out) == 2) {
-      Store16(out, _mm256_castsi256_si128(gathered));
-      Store16(out + lowCount, _mm256_extracti128_si256(gathered, 1));
-    } else {
-      __m256i first = _mm256_cvtepu16_epi32(_mm256_castsi256_si128(gathered));
-      __m256i second = _mm256_cvtepu16_epi32(_mm256_extracti128_si256(gathered, 1));
-      if (fours != 0) {
-        const __m256i tops = _mm256_shuffle_epi8(upper, shuffle);
-        first = _mm256_or_si256(first, _mm256_slli_epi32(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(tops)), 16));
-        second = _mm256_or_si256(second, _mm256_slli_epi32(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(tops, 1)), 16));
-      }
-      Store32(out, first);
-      Store32(out + lowCount, second);
-    }
+    out = DecodeHalf(s + at, true, units, (fours & 0xFFFF) != 0, out);
+    out = DecodeHalf(s + at + 16, false, units >> 16, (fours >> 15) != 0, out);  // a lead at 15 has its low half here
     at += end;
-    written += PopCount(units);
+    written = static_cast<uint64_t>(out - run.target);
   }
   run.at = at;
   run.written = written;
