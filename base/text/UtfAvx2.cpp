@@ -347,11 +347,27 @@ inline unsigned StoreEncoded(const Encoded& e, unsigned lanes, char* out) {
   return first.length + (lanes == 8 ? second.length : 0);
 }
 
+// StoreTwoBytes: writes sixteen code points below 800, held in 16-bit lanes, as UTF-8 at out:
+// one or two bytes each in their own lanes, gathered by a table shuffle. Returns the bytes
+// written; each of the two stores writes sixteen bytes of which those count.
+inline unsigned StoreTwoBytes(__m256i units, char* out) {
+  const __m256i longer = _mm256_cmpgt_epi16(units, Splat16(0x7F));
+  const __m256i two = _mm256_or_si256(_mm256_or_si256(Splat16(0x80C0), _mm256_srli_epi16(units, 6)),
+                                      _mm256_slli_epi16(_mm256_and_si256(units, Splat16(0x3F)), 8));
+  const uint32_t mask = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(longer, _mm256_setzero_si256())));
+  const EncodeEntry& first = kTwoBytes[mask & 0xFF];
+  const EncodeEntry& second = kTwoBytes[(mask >> 16) & 0xFF];
+  const __m256i packed = _mm256_shuffle_epi8(_mm256_blendv_epi8(units, two, longer), Pair(first.shuffle, second.shuffle));
+  Store16(out, _mm256_castsi256_si128(packed));
+  Store16(out + first.length, _mm256_extracti128_si256(packed, 1));
+  return first.length + second.length;
+}
+
 // Utf16ToUtf8: sixteen UTF-16 units at a time.
 //
 // Invariant: at starts a code point, at least 48 source units and 64 target bytes remain.
-// Sixteen ASCII units are narrowed as they stand; sixteen units below 800 make one or two bytes
-// each in their own 16-bit lanes, gathered by a table shuffle. Otherwise the units up to PairedEnd are
+// Sixteen ASCII units are narrowed as they stand, sixteen below 800 go to StoreTwoBytes.
+// Otherwise the units up to PairedEnd are
 // encoded in groups of four, each unit in a 32-bit lane (EncodeLanes). A surrogate pair takes
 // two lanes that share its four bytes: the high surrogate's lane holds the first two, from the
 // top bits of the value ((high & 3FF) + 40, as the value is 10000 + (high & 3FF) << 10 + ...),
@@ -394,18 +410,9 @@ bool Utf16ToUtf8(UtfRun<char16_t, char>& run) {
       written += 16;
       continue;
     }
-    if (_mm256_testz_si256(units, Splat16(0xF800))) {  // all below 800: one or two bytes each
-      const __m256i longer = _mm256_cmpgt_epi16(units, Splat16(0x7F));
-      const __m256i two = _mm256_or_si256(_mm256_or_si256(Splat16(0x80C0), _mm256_srli_epi16(units, 6)),
-                                          _mm256_slli_epi16(_mm256_and_si256(units, Splat16(0x3F)), 8));
-      const uint32_t mask = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(longer, _mm256_setzero_si256())));
-      const EncodeEntry& first = kTwoBytes[mask & 0xFF];
-      const EncodeEntry& second = kTwoBytes[(mask >> 16) & 0xFF];
-      const __m256i packed = _mm256_shuffle_epi8(_mm256_blendv_epi8(units, two, longer), Pair(first.shuffle, second.shuffle));
-      Store16(out, _mm256_castsi256_si128(packed));
-      Store16(out + first.length, _mm256_extracti128_si256(packed, 1));
+    if (_mm256_testz_si256(units, Splat16(0xF800))) {
       at += 16;
-      written += first.length + second.length;
+      written += StoreTwoBytes(units, out);
       continue;
     }
     const Surrogates s = FindSurrogates(units);
@@ -459,6 +466,7 @@ inline unsigned FirstInvalid32(__m256i values) {
 
 // Utf32ToUtf8: sixteen values at a time, as Utf16ToUtf8 but with four-byte sequences in a lane
 // of their own: the length minus one is up to three, and the invalid values end the round.
+// Values are not paired, so those below 800 need no check before StoreTwoBytes.
 bool Utf32ToUtf8(UtfRun<char32_t, char>& run) {
   uint64_t at = run.at, written = run.written;
   if (run.target == nullptr) {
@@ -487,6 +495,11 @@ bool Utf32ToUtf8(UtfRun<char32_t, char>& run) {
       Store16(out, _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1)));
       at += 16;
       written += 16;
+      continue;
+    }
+    if (_mm256_testz_si256(_mm256_or_si256(first, second), Splat32(0xFFFFF800))) {
+      at += 16;
+      written += StoreTwoBytes(_mm256_permute4x64_epi64(_mm256_packus_epi32(first, second), 0xD8), out);
       continue;
     }
     unsigned taken = 0;
