@@ -214,21 +214,20 @@ uint32_t Convert(const typename Decoder::Unit* source, uint32_t sourceLength, ty
   uint64_t& written = run.written;
   unsigned byRules = 0;  // code points the rules take before the kernel's next turn
   while (at < length) {
-    if (kernel != nullptr) {
-      if (byRules == 0) {
-        const uint64_t before = at;
-        if (!kernel(run)) {
-          errno = EILSEQ;
-          return 0;
-        }
-        if (at >= length) break;
-        byRules = at == before ? kPause : 1;
+    if (kernel != nullptr && byRules == 0) {
+      const uint64_t before = at;
+      if (!kernel(run)) {
+        errno = EILSEQ;
+        return 0;
       }
-      --byRules;
-    } else if constexpr (sizeof(typename Decoder::Unit) == 1) {
-      AsciiRun(source, length, at, out, targetLength, written);
+      if (at >= length) break;
+      byRules = at == before ? kPause : 1;
+    }
+    if constexpr (sizeof(typename Decoder::Unit) == 1) {
+      AsciiRun(source, length, at, out, targetLength, written);  // short text never reaches a kernel
       if (at >= length) break;
     }
+    if (byRules != 0) --byRules;
     char32_t cp;
     if (!Decoder::Decode(source, length, at, cp)) {
       errno = EILSEQ;

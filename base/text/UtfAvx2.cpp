@@ -159,11 +159,10 @@ bool CountUtf8(UtfRun<char, Out>& run) {
   return true;
 }
 
-// DecodeHalf: the characters that start in the 16 bytes at p, for Utf8ToWide below. units has
-// a bit for each byte that makes a unit; fours says whether four-byte leads are among them (or
-// just before them);
-// first whether p starts the window (else p[-1] is the byte before, read for its four-byte
-// lead). Returns the end of what it wrote.
+// DecodeHalf: the units made by the 16 bytes at p, for Utf8ToWide below. units has a bit for
+// each byte that makes a unit; fours says whether a four-byte lead lies among the bytes or
+// just before them; first whether p starts the window (else p[-1], the byte before, is read
+// for its four-byte lead). Returns the end of what it wrote.
 template <class Out>
 [[gnu::always_inline]] inline Out* DecodeHalf(const unsigned char* p, bool first, uint32_t units, bool fours, Out* out) {
   const __m256i b0 = _mm256_cvtepu8_epi16(Load16(p));
@@ -312,10 +311,9 @@ inline unsigned PairedEnd(Surrogates s) {
   return first == 0 ? 0 : first - ((s.highs >> (first - 1)) & 1);
 }
 
-// EncodeLanes: the UTF-8 forms of eight code points (UTF-16 units widened, or UTF-32 values
-// that are all valid), one per 32-bit lane, first byte lowest; lengths as two bit masks: bit
-// k of longer is set for sequences of two bytes or more, of longest for three or four, of
-// four for four bytes (the length minus one is then longer + longest + four).
+// EncodeLanes: the UTF-8 forms of eight code points below 10000 (UTF-16 units widened, or
+// UTF-32 values), one per 32-bit lane, first byte lowest, with the length of each less one as
+// two bit masks: bit k of low and of high are the two bits for lane k.
 struct Encoded {
   __m256i bytes;
   uint32_t low, high;  // the low and high bits of each length minus one
@@ -337,7 +335,7 @@ inline Encoded EncodeLanes(__m256i value) {
 
 // StoreEncoded: writes the first lanes (four or eight) of an Encoded one after another at out;
 // returns the bytes written. Each 128-bit store writes sixteen bytes of which the sequences'
-// bytes count; the bytes past them reach at most 28 bytes past the returned length.
+// bytes count; what they write past those ends at most 16 bytes past the returned length.
 inline unsigned StoreEncoded(const Encoded& e, unsigned lanes, char* out) {
   const EncodeEntry& first = kEncode[kInterleave[(e.low & 0xF) | (e.high & 0xF) << 4]];
   const EncodeEntry& second = kEncode[kInterleave[(e.low >> 4) | (e.high & 0xF0)]];
@@ -365,17 +363,17 @@ inline unsigned StoreTwoBytes(__m256i units, char* out) {
 
 // Utf16ToUtf8: sixteen UTF-16 units at a time.
 //
-// Invariant: at starts a code point, at least 48 source units and 64 target bytes remain.
+// Invariant: at starts a code point, at least 32 source units and 64 target bytes remain.
 // Sixteen ASCII units are narrowed as they stand, sixteen below 800 go to StoreTwoBytes.
-// Otherwise the units up to PairedEnd are
-// encoded in groups of four, each unit in a 32-bit lane (EncodeLanes). A surrogate pair takes
+// Otherwise the units up to PairedEnd are encoded in groups of four, each unit in a 32-bit
+// lane (EncodeLanes). A surrogate pair takes
 // two lanes that share its four bytes: the high surrogate's lane holds the first two, from the
 // top bits of the value ((high & 3FF) + 40, as the value is 10000 + (high & 3FF) << 10 + ...),
 // the low surrogate's lane the last two, from its own bits and the two low bits of the high
 // surrogate before it. So every lane makes one to three bytes and one table of shuffles gathers
 // them. Only whole groups of four are taken, and never a group that ends inside a pair: what is
-// left goes to the next round or to the one-code-point rules. The stores leave at most 28
-// bytes past the output, which the 32 units still ahead overwrite.
+// left goes to the next round or to the one-code-point rules. The stores leave at most 16
+// bytes past the output, which the 16 units still ahead overwrite.
 bool Utf16ToUtf8(UtfRun<char16_t, char>& run);
 
 bool CountUtf16ToUtf8(UtfRun<char16_t, char>& run) {
@@ -384,15 +382,15 @@ bool CountUtf16ToUtf8(UtfRun<char16_t, char>& run) {
     const Surrogates s = FindSurrogates(units);
     const unsigned end = (s.highs | s.lows) == 0 ? 16 : PairedEnd(s);
     if (end == 0) break;
-    const __m256i longer = _mm256_cmpgt_epi16(_mm256_and_si256(units, Splat16(0xFF80)), _mm256_setzero_si256());
+    // One byte per unit, one more from 80 on, one more again from 800 on but for surrogates
+    // (two bytes each). The masks have two bits per unit.
+    const __m256i zero = _mm256_setzero_si256();
     const __m256i top5 = _mm256_and_si256(units, Splat16(0xF800));
-    const __m256i longest = _mm256_andnot_si256(_mm256_cmpeq_epi16(top5, Splat16(0xD800)),
-                                                _mm256_xor_si256(_mm256_cmpeq_epi16(top5, _mm256_setzero_si256()), Splat16(0xFFFF)));
-    // Each unit counts twice in the byte masks; signed compares treat 8000..FFFF as negative,
-    // which the 'longer' test must not miss.
-    const uint32_t longerMask = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_or_si256(longer, _mm256_cmpgt_epi16(_mm256_setzero_si256(), units))));
-    const uint32_t longestMask = static_cast<uint32_t>(_mm256_movemask_epi8(longest));
-    run.written += end + (PopCount(longerMask & LowBits(2 * end)) + PopCount(longestMask & LowBits(2 * end))) / 2;
+    const uint32_t ascii = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_and_si256(units, Splat16(0xFF80)), zero)));
+    const uint32_t noThird = static_cast<uint32_t>(_mm256_movemask_epi8(
+        _mm256_or_si256(_mm256_cmpeq_epi16(top5, zero), _mm256_cmpeq_epi16(top5, Splat16(0xD800)))));
+    const uint32_t counted = LowBits(2 * end);
+    run.written += end + (PopCount(~ascii & counted) + PopCount(~noThird & counted)) / 2;
     run.at += end;
   }
   return true;
@@ -401,7 +399,7 @@ bool CountUtf16ToUtf8(UtfRun<char16_t, char>& run) {
 bool Utf16ToUtf8(UtfRun<char16_t, char>& run) {
   if (run.target == nullptr) return CountUtf16ToUtf8(run);
   uint64_t at = run.at, written = run.written;
-  while (run.length - at >= 48 && run.capacity - written >= 64) {
+  while (run.length - at >= 32 && run.capacity - written >= 64) {
     const __m256i units = Load32(run.source + at);
     char* out = run.target + written;
     if (_mm256_testz_si256(units, Splat16(0xFF80))) {
@@ -465,8 +463,10 @@ inline unsigned FirstInvalid32(__m256i values) {
 }
 
 // Utf32ToUtf8: sixteen values at a time, as Utf16ToUtf8 but with four-byte sequences in a lane
-// of their own: the length minus one is up to three, and the invalid values end the round.
-// Values are not paired, so those below 800 need no check before StoreTwoBytes.
+// of their own (the length minus one is up to three), and with the first invalid value ending
+// the round; when that leaves half a group, the call is bound to fail and the bytes stored
+// past the output do not matter. Values are not paired, so those below 800 need no check
+// before StoreTwoBytes.
 bool Utf32ToUtf8(UtfRun<char32_t, char>& run) {
   uint64_t at = run.at, written = run.written;
   if (run.target == nullptr) {
@@ -584,7 +584,8 @@ bool Utf16ToUtf32(UtfRun<char16_t, char32_t>& run) {
 // Otherwise, in groups of eight up to the first invalid value, each 32-bit lane takes its
 // value, or for a value of 10000 or more its surrogate pair (high in the low 16 bits), and a
 // table shuffle gathers each 128-bit half's 16-bit lanes that count: the low one of every valid
-// lane, the high one where a pair was made. Stores as in Utf8ToWide.
+// lane, the high one where a pair was made. Each half's store writes eight units of which the
+// gathered ones count; the rest is overwritten by the sixteen values still ahead.
 bool Utf32ToUtf16(UtfRun<char32_t, char16_t>& run) {
   uint64_t at = run.at, written = run.written;
   const bool counting = run.target == nullptr;
