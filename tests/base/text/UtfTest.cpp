@@ -8,12 +8,12 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <map>
 #include <random>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -61,11 +61,12 @@ struct Outcome {
 };
 
 template <class In, class Out>
-Outcome<Out> Call(Conversion<In, Out> convert, const std::vector<In>& source, uint32_t targetLength) {
+Outcome<Out> Call(Conversion<In, Out> convert, const std::vector<In>& source, uint32_t targetLength,
+                  bool terminated = false) {
   std::vector<Out> target(targetLength, static_cast<Out>(0x5A5A5A5A));
   errno = kUntouched;
   const uint32_t result =
-      convert(source.empty() ? nullptr : source.data(), static_cast<uint32_t>(source.size()),
+      convert(source.empty() ? nullptr : source.data(), terminated ? 0xFFFFFFFF : static_cast<uint32_t>(source.size()),
               targetLength == 0 ? nullptr : target.data(), targetLength);
   const int error = errno;
   if (result == 0) target.clear();  // a failed call leaves the target unspecified
@@ -248,21 +249,20 @@ std::vector<StressEntry> ReadStressFile() {
   std::vector<StressEntry> entries;
   std::string line, id;
   bool open = false;
-  const std::regex heading(R"(^(\d+(?:\.\d+)*)\s)");
   while (std::getline(file, line)) {
-    std::smatch match;
     if (open) {
       const size_t close = line.rfind('"');
       entries.back().payload += (close == std::string::npos ? line + "\n" : line.substr(0, close));
       open = close == std::string::npos;
       continue;
     }
-    if (std::regex_search(line, match, heading)) id = match[1];
+    const size_t number = line.find_first_not_of("0123456789.");  // "2.1.1  ..." names a case
+    if (number > 0 && number != std::string::npos && isdigit(static_cast<unsigned char>(line[0])) && line[number] == ' ')
+      id = line.substr(0, number);
     const size_t quote = line.find('"');
-    if (id.empty() || quote == std::string::npos) continue;
-    const size_t before = line.find_last_not_of(' ', quote == 0 ? 0 : quote - 1);
-    const bool opens = quote > 0 && (before == std::string::npos || line[before] == ':' || line[before] == '=');
-    if (!opens) continue;
+    if (id.empty() || quote == std::string::npos || quote == 0) continue;
+    const size_t before = line.find_last_not_of(' ', quote - 1);
+    if (before != std::string::npos && line[before] != ':' && line[before] != '=') continue;
     const size_t close = line.rfind('"');
     entries.push_back({id, line.substr(0, quote), close > quote ? line.substr(quote + 1, close - quote - 1) : line.substr(quote + 1) + "\n"});
     open = close == quote;
@@ -273,9 +273,12 @@ std::vector<StressEntry> ReadStressFile() {
 // The code points a case names: "U+D800", "U-0010FFFF", or a range "U+FDD0 .. U+FDEF".
 std::vector<char32_t> NamedValues(const std::string& label) {
   std::vector<char32_t> values;
-  const std::regex value(R"(U[+-]([0-9A-Fa-f]{4,8}))");
-  for (auto it = std::sregex_iterator(label.begin(), label.end(), value); it != std::sregex_iterator(); ++it)
-    values.push_back(static_cast<char32_t>(std::stoul((*it)[1], nullptr, 16)));
+  for (size_t at = label.find('U'); at != std::string::npos && at + 2 < label.size(); at = label.find('U', at + 1)) {
+    if (label[at + 1] != '+' && label[at + 1] != '-') continue;
+    const size_t end = std::min(label.find_first_not_of("0123456789ABCDEFabcdef", at + 2), label.size());
+    if (end - (at + 2) >= 4 && end - (at + 2) <= 8)
+      values.push_back(static_cast<char32_t>(std::stoul(label.substr(at + 2, end - (at + 2)), nullptr, 16)));
+  }
   if (values.size() == 2 && label.find("..") != std::string::npos) {
     const char32_t first = values[0], last = values[1];
     values.clear();
@@ -519,14 +522,19 @@ void Differ(Conversion<In, Out> convert, const std::vector<In>& source, const st
   Internal::SetUtfPath(UtfPath::Scalar);
   const uint32_t needed = Call(convert, source, 0).result;
   if (needed > 0) rooms.insert(rooms.end(), {needed, needed - 1, needed / 2, needed + 33});
+  // The same again up to a terminator, when the source holds no NUL of its own.
+  std::vector<In> terminated = source;
+  const bool asTerminated = std::find(source.begin(), source.end(), In(0)) == source.end();
+  terminated.push_back(0);
   std::vector<Outcome<Out>> expected;
   for (uint32_t room : rooms) expected.push_back(Call(convert, source, room));
+  if (asTerminated) expected.push_back(Call(convert, terminated, needed + 1, true));
   for (UtfPath path : paths) {
     Internal::SetUtfPath(path);
-    for (size_t i = 0; i < rooms.size(); ++i) {
-      const Outcome<Out> got = Call(convert, source, rooms[i]);
+    for (size_t i = 0; i < expected.size(); ++i) {
+      const Outcome<Out> got = i < rooms.size() ? Call(convert, source, rooms[i]) : Call(convert, terminated, needed + 1, true);
       if (!(got == expected[i])) {
-        ADD_FAILURE() << Name(path) << " differs from scalar: room " << rooms[i] << ", result " << got.result << " vs "
+        ADD_FAILURE() << Name(path) << " differs from scalar: case " << i << ", result " << got.result << " vs "
                       << expected[i].result << ", errno " << got.error << " vs " << expected[i].error << ", source of "
                       << source.size();
         return;
