@@ -38,39 +38,56 @@ struct Script {
 const std::vector<Script>& Scripts() {
   static const std::vector<Script> scripts = {
       {"ascii",
-       {"the", "quick", "brown", "fox", "jumps", "over", "lazy", "dog", "time", "people", "year", "way", "day",
-        "thing", "world", "life", "hand", "part", "child", "place", "work", "week", "case", "point", "company",
-        "number", "group", "problem", "fact", "system", "program", "question", "government", "night", "home"},
-       " ", ",", "."},
+       {"the",     "quick", "brown",  "fox",     "jumps",    "over",       "lazy",    "dog",    "time",
+        "people",  "year",  "way",    "day",     "thing",    "world",      "life",    "hand",   "part",
+        "child",   "place", "work",   "week",    "case",     "point",      "company", "number", "group",
+        "problem", "fact",  "system", "program", "question", "government", "night",   "home"},
+       " ",
+       ",",
+       "."},
       {"french",
-       {"été", "déjà", "où", "très", "français", "garçon", "élève", "hôpital", "forêt", "château", "fenêtre", "cœur",
-        "naïve", "bientôt", "à", "après", "leçon", "maître", "être", "voilà", "crème", "rôle", "le", "la", "les",
-        "des", "une", "et", "dans", "pour", "avec", "nous", "vous", "mais", "comme", "plus", "sur", "chez", "temps",
-        "maison", "travail", "jour", "monde", "ville", "enfant", "question", "histoire", "toujours", "encore"},
-       " ", ",", "."},
+       {"été",     "déjà", "où",    "très",    "français", "garçon",   "élève",    "hôpital",  "forêt", "château",
+        "fenêtre", "cœur", "naïve", "bientôt", "à",        "après",    "leçon",    "maître",   "être",  "voilà",
+        "crème",   "rôle", "le",    "la",      "les",      "des",      "une",      "et",       "dans",  "pour",
+        "avec",    "nous", "vous",  "mais",    "comme",    "plus",     "sur",      "chez",     "temps", "maison",
+        "travail", "jour", "monde", "ville",   "enfant",   "question", "histoire", "toujours", "encore"},
+       " ",
+       ",",
+       "."},
       {"russian",
-       {"привет", "мир", "как", "дела", "это", "очень", "хорошо", "спасибо", "сегодня", "завтра", "россия", "москва",
-        "человек", "время", "жизнь", "работа", "слово", "место", "город", "вопрос", "большой", "новый", "последний",
-        "русский", "который", "должен", "можно", "нужно", "потому", "когда", "и", "в", "не", "на", "с"},
-       " ", ",", "."},
+       {"привет", "мир",    "как",     "дела",    "это",       "очень",   "хорошо",  "спасибо", "сегодня",
+        "завтра", "россия", "москва",  "человек", "время",     "жизнь",   "работа",  "слово",   "место",
+        "город",  "вопрос", "большой", "новый",   "последний", "русский", "который", "должен",  "можно",
+        "нужно",  "потому", "когда",   "и",       "в",         "не",      "на",      "с"},
+       " ",
+       ",",
+       "."},
       {"arabic",
-       {"مرحبا", "السلام", "عليكم", "كيف", "حالك", "شكرا", "اليوم", "غدا", "كتاب", "مدرسة", "بيت", "سيارة", "مدينة",
-        "عالم", "حياة", "عمل", "كلمة", "وقت", "إنسان", "جميل", "كبير", "جديد", "في", "من", "إلى", "على", "هذا",
-        "التي", "الذي", "كان"},
-       " ", "،", "."},
+       {"مرحبا", "السلام", "عليكم", "كيف",  "حالك", "شكرا", "اليوم", "غدا",  "كتاب",  "مدرسة",
+        "بيت",   "سيارة",  "مدينة", "عالم", "حياة", "عمل",  "كلمة",  "وقت",  "إنسان", "جميل",
+        "كبير",  "جديد",   "في",    "من",   "إلى",  "على",  "هذا",   "التي", "الذي",  "كان"},
+       " ",
+       "،",
+       "."},
       {"chinese",
-       {"的", "一", "是", "不", "了", "人", "我", "在", "有", "他", "这", "中", "大", "来", "上", "国", "个", "到",
-        "说", "们", "为", "子", "和", "你", "地", "出", "道", "也", "时", "年", "得", "就", "那", "要", "下", "以",
-        "生", "会", "自", "着", "去", "之", "过", "家", "学", "对", "可", "她", "里", "后", "小", "么", "心", "多",
-        "天", "而", "能", "好", "都", "然", "没", "日", "于", "起", "还", "发", "成", "事", "只", "作", "当", "想",
-        "看", "文", "无", "开", "手", "十", "用", "主", "行", "方", "又", "如", "前", "所", "本", "见", "经", "头",
-        "面", "公", "同", "三", "已", "老", "从", "动", "两", "长", "知", "民", "样", "现", "分", "将", "外", "但",
-        "中国", "世界", "时间", "问题", "工作", "发展", "我们", "他们", "社会", "经济", "北京", "上海", "2024"},
-       "", "，", "。"},
+       {"的",   "一",   "是",   "不",   "了",   "人",   "我",   "在",   "有",  "他", "这",   "中",   "大",   "来",
+        "上",   "国",   "个",   "到",   "说",   "们",   "为",   "子",   "和",  "你", "地",   "出",   "道",   "也",
+        "时",   "年",   "得",   "就",   "那",   "要",   "下",   "以",   "生",  "会", "自",   "着",   "去",   "之",
+        "过",   "家",   "学",   "对",   "可",   "她",   "里",   "后",   "小",  "么", "心",   "多",   "天",   "而",
+        "能",   "好",   "都",   "然",   "没",   "日",   "于",   "起",   "还",  "发", "成",   "事",   "只",   "作",
+        "当",   "想",   "看",   "文",   "无",   "开",   "手",   "十",   "用",  "主", "行",   "方",   "又",   "如",
+        "前",   "所",   "本",   "见",   "经",   "头",   "面",   "公",   "同",  "三", "已",   "老",   "从",   "动",
+        "两",   "长",   "知",   "民",   "样",   "现",   "分",   "将",   "外",  "但", "中国", "世界", "时间", "问题",
+        "工作", "发展", "我们", "他们", "社会", "经济", "北京", "上海", "2024"},
+       "",
+       "，",
+       "。"},
       {"emoji",
-       {"great", "day", "lol", "ok", "love", "it", "😀", "😂", "🎉", "🚀", "❤️", "👍", "🔥", "✨", "🙏", "😍", "🥳", "🌈",
-        "🍕", "☕", "🐱", "🎶", "💯", "😎", "🤔", "👀", "🌟", "🍀", "😭", "🤣"},
-       " ", "!", "!"},
+       {"great", "day",  "lol", "ok", "love", "it", "😀", "😂", "🎉", "🚀",    "❤️", "👍", "🔥", "✨", "🙏",
+        "😍",     "🥳", "🌈",   "🍕",  "☕",    "🐱",  "🎶", "💯", "😎", "🤔", "👀",      "🌟", "🍀", "😭", "🤣"},
+       " ",
+       "!",
+       "!"},
   };
   return scripts;
 }
@@ -220,8 +237,10 @@ void Utf8To32(benchmark::State& state, Impl impl, const char* name) {
     if (impl == Impl::kOrvgui) produced = UTF8toUTF32(in.utf8.data(), n, out.data(), static_cast<uint32_t>(out.size()));
     if (impl == Impl::kIconv) produced = IconvConvert(cd, in.utf8.data(), n, out.data(), BytesOf(out)) / 4;
     if (impl == Impl::kUtfcpp) produced = utf8::utf8to32(in.utf8.begin(), in.utf8.end(), out.data()) - out.data();
-    if (impl == Impl::kIcu) produced = IcuConvert(to, from, in.utf8.data(), n, reinterpret_cast<char*>(out.data()), BytesOf(out)) / 4;
-    if (impl == Impl::kCRuntime) produced = mbstowcs(reinterpret_cast<wchar_t*>(out.data()), in.utf8.c_str(), out.size());
+    if (impl == Impl::kIcu)
+      produced = IcuConvert(to, from, in.utf8.data(), n, reinterpret_cast<char*>(out.data()), BytesOf(out)) / 4;
+    if (impl == Impl::kCRuntime)
+      produced = mbstowcs(reinterpret_cast<wchar_t*>(out.data()), in.utf8.c_str(), out.size());
     benchmark::DoNotOptimize(out.data());
   }
   ucnv_close(to);
@@ -237,14 +256,15 @@ void Utf16To8(benchmark::State& state, Impl impl, const char* name) {
   size_t produced = 0;
   const uint32_t n = static_cast<uint32_t>(in.utf16.size());
   for (auto _ : state) {
-    if (impl == Impl::kOrvgui) produced = UTF16toUTF8(in.utf16.data(), n, out.data(), static_cast<uint32_t>(out.size()));
+    if (impl == Impl::kOrvgui)
+      produced = UTF16toUTF8(in.utf16.data(), n, out.data(), static_cast<uint32_t>(out.size()));
     if (impl == Impl::kIconv) produced = IconvConvert(cd, in.utf16.data(), BytesOf(in.utf16), out.data(), out.size());
     if (impl == Impl::kUtfcpp) produced = utf8::utf16to8(in.utf16.begin(), in.utf16.end(), out.data()) - out.data();
     if (impl == Impl::kIcu) {
       UErrorCode error = U_ZERO_ERROR;
       int32_t length = 0;
-      u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &length, reinterpret_cast<const UChar*>(in.utf16.data()),
-                  static_cast<int32_t>(n), &error);
+      u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &length,
+                  reinterpret_cast<const UChar*>(in.utf16.data()), static_cast<int32_t>(n), &error);
       produced = U_SUCCESS(error) ? static_cast<size_t>(length) : 0;
     }
     benchmark::DoNotOptimize(out.data());
@@ -260,8 +280,10 @@ void Utf16To32(benchmark::State& state, Impl impl, const char* name) {
   size_t produced = 0;
   const uint32_t n = static_cast<uint32_t>(in.utf16.size());
   for (auto _ : state) {
-    if (impl == Impl::kOrvgui) produced = UTF16toUTF32(in.utf16.data(), n, out.data(), static_cast<uint32_t>(out.size()));
-    if (impl == Impl::kIconv) produced = IconvConvert(cd, in.utf16.data(), BytesOf(in.utf16), out.data(), BytesOf(out)) / 4;
+    if (impl == Impl::kOrvgui)
+      produced = UTF16toUTF32(in.utf16.data(), n, out.data(), static_cast<uint32_t>(out.size()));
+    if (impl == Impl::kIconv)
+      produced = IconvConvert(cd, in.utf16.data(), BytesOf(in.utf16), out.data(), BytesOf(out)) / 4;
     if (impl == Impl::kIcu) {
       UErrorCode error = U_ZERO_ERROR;
       int32_t length = 0;
@@ -285,11 +307,13 @@ void Utf32To8(benchmark::State& state, Impl impl, const char* name) {
   size_t produced = 0;
   const uint32_t n = static_cast<uint32_t>(in.utf32.size());
   for (auto _ : state) {
-    if (impl == Impl::kOrvgui) produced = UTF32toUTF8(in.utf32.data(), n, out.data(), static_cast<uint32_t>(out.size()));
+    if (impl == Impl::kOrvgui)
+      produced = UTF32toUTF8(in.utf32.data(), n, out.data(), static_cast<uint32_t>(out.size()));
     if (impl == Impl::kIconv) produced = IconvConvert(cd, in.utf32.data(), BytesOf(in.utf32), out.data(), out.size());
     if (impl == Impl::kUtfcpp) produced = utf8::utf32to8(in.utf32.begin(), in.utf32.end(), out.data()) - out.data();
     if (impl == Impl::kIcu) {
-      produced = IcuConvert(to, from, reinterpret_cast<const char*>(in.utf32.data()), BytesOf(in.utf32), out.data(), out.size());
+      produced = IcuConvert(to, from, reinterpret_cast<const char*>(in.utf32.data()), BytesOf(in.utf32), out.data(),
+                            out.size());
     }
     if (impl == Impl::kCRuntime) produced = wcstombs(out.data(), in.wide.data(), out.size());
     benchmark::DoNotOptimize(out.data());
@@ -307,8 +331,10 @@ void Utf32To16(benchmark::State& state, Impl impl, const char* name) {
   size_t produced = 0;
   const uint32_t n = static_cast<uint32_t>(in.utf32.size());
   for (auto _ : state) {
-    if (impl == Impl::kOrvgui) produced = UTF32toUTF16(in.utf32.data(), n, out.data(), static_cast<uint32_t>(out.size()));
-    if (impl == Impl::kIconv) produced = IconvConvert(cd, in.utf32.data(), BytesOf(in.utf32), out.data(), BytesOf(out)) / 2;
+    if (impl == Impl::kOrvgui)
+      produced = UTF32toUTF16(in.utf32.data(), n, out.data(), static_cast<uint32_t>(out.size()));
+    if (impl == Impl::kIconv)
+      produced = IconvConvert(cd, in.utf32.data(), BytesOf(in.utf32), out.data(), BytesOf(out)) / 2;
     if (impl == Impl::kIcu) {
       UErrorCode error = U_ZERO_ERROR;
       int32_t length = 0;
@@ -330,11 +356,16 @@ struct Group {
 
 const char* NameOf(Impl impl, const char* group) {
   switch (impl) {
-    case Impl::kOrvgui: return "orvgui";
-    case Impl::kIconv: return "iconv";
-    case Impl::kIcu: return "icu";
-    case Impl::kUtfcpp: return "utfcpp";
-    case Impl::kCRuntime: return std::string(group).starts_with("UTF32") ? "wcstombs" : "mbstowcs";
+    case Impl::kOrvgui:
+      return "orvgui";
+    case Impl::kIconv:
+      return "iconv";
+    case Impl::kIcu:
+      return "icu";
+    case Impl::kUtfcpp:
+      return "utfcpp";
+    case Impl::kCRuntime:
+      return std::string(group).starts_with("UTF32") ? "wcstombs" : "mbstowcs";
   }
   return "";
 }
@@ -354,10 +385,8 @@ const bool kRegistered = [] {
     for (const Script& script : Scripts())
       for (Impl impl : group.implementations) {
         const std::string name = std::string(group.name) + "/" + NameOf(impl, group.name) + "/" + script.name;
-        benchmark::RegisterBenchmark(name.c_str(),
-                                     [run = group.run, impl, name = script.name](benchmark::State& state) {
-                                       run(state, impl, name);
-                                     });
+        benchmark::RegisterBenchmark(name.c_str(), [run = group.run, impl, name = script.name](
+                                                       benchmark::State& state) { run(state, impl, name); });
       }
   return true;
 }();

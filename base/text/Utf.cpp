@@ -141,7 +141,9 @@ struct Utf8Encoder {
   static unsigned Size(char32_t cp) { return cp < 0x80 ? 1 : cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4; }
   static void Write(char* out, char32_t cp, unsigned size) {
     switch (size) {
-      case 1: out[0] = static_cast<char>(cp); break;
+      case 1:
+        out[0] = static_cast<char>(cp);
+        break;
       case 2:
         out[0] = static_cast<char>(0xC0 | (cp >> 6));
         out[1] = static_cast<char>(0x80 | (cp & 0x3F));
@@ -187,7 +189,8 @@ void AsciiRun(const char* source, uint64_t length, uint64_t& at, Out* target, ui
   while (length - at >= 8 && (LoadWord(source + at) & kAsciiMask) == 0) {
     if (target != nullptr) {
       if (targetLength - written < 8) return;
-      for (unsigned i = 0; i < 8; ++i) target[written + i] = static_cast<Out>(static_cast<unsigned char>(source[at + i]));
+      for (unsigned i = 0; i < 8; ++i)
+        target[written + i] = static_cast<Out>(static_cast<unsigned char>(source[at + i]));
     }
     at += 8;
     written += 8;
@@ -200,8 +203,7 @@ constexpr unsigned kPause = 16;
 
 template <class Decoder, class Encoder>
 uint32_t Convert(const typename Decoder::Unit* source, uint32_t sourceLength, typename Encoder::Unit* target,
-                 uint32_t targetLength,
-                 bool (*kernel)(UtfRun<typename Decoder::Unit, typename Encoder::Unit>&)) {
+                 uint32_t targetLength, bool (*kernel)(UtfRun<typename Decoder::Unit, typename Encoder::Unit>&)) {
   if (source == nullptr || sourceLength == 0 || (targetLength != 0 && target == nullptr)) {
     errno = EINVAL;
     return 0;
@@ -209,7 +211,7 @@ uint32_t Convert(const typename Decoder::Unit* source, uint32_t sourceLength, ty
   const uint64_t length = sourceLength == kWholeString ? TerminatedLength(source) : sourceLength;
   typename Encoder::Unit* out = targetLength != 0 ? target : nullptr;
   UtfRun<typename Decoder::Unit, typename Encoder::Unit> run{source, length, out, out != nullptr ? targetLength : 0u,
-                                                              0, 0};
+                                                             0,      0};
   uint64_t& at = run.at;
   uint64_t& written = run.written;
   unsigned byRules = 0;  // code points the rules take before the kernel's next turn
@@ -258,10 +260,14 @@ unsigned StrictSequence(const unsigned char* s, uint64_t available) {
   const unsigned need = b0 < 0xE0 ? 2 : b0 < 0xF0 ? 3 : 4;
   if (available < need) return 0;
   unsigned char low = 0x80, high = 0xBF;
-  if (b0 == 0xE0) low = 0xA0;
-  else if (b0 == 0xED) high = 0x9F;
-  else if (b0 == 0xF0) low = 0x90;
-  else if (b0 == 0xF4) high = 0x8F;
+  if (b0 == 0xE0)
+    low = 0xA0;
+  else if (b0 == 0xED)
+    high = 0x9F;
+  else if (b0 == 0xF0)
+    low = 0x90;
+  else if (b0 == 0xF4)
+    high = 0x8F;
   if (s[1] < low || s[1] > high) return 0;
   for (unsigned i = 2; i < need; ++i)
     if (s[i] < 0x80 || s[i] > 0xBF) return 0;
@@ -387,9 +393,15 @@ namespace Internal {
 bool SetUtfPath(UtfPath path) {
   const UtfKernels* kernels = nullptr;
   switch (path) {
-    case UtfPath::Automatic: kernels = HasAvx2() ? &UtfSimd::Avx2Kernels() : &UtfSimd::Sse2Kernels(); break;
-    case UtfPath::Scalar: kernels = &kScalarKernels; break;
-    case UtfPath::Sse2: kernels = &UtfSimd::Sse2Kernels(); break;
+    case UtfPath::Automatic:
+      kernels = HasAvx2() ? &UtfSimd::Avx2Kernels() : &UtfSimd::Sse2Kernels();
+      break;
+    case UtfPath::Scalar:
+      kernels = &kScalarKernels;
+      break;
+    case UtfPath::Sse2:
+      kernels = &UtfSimd::Sse2Kernels();
+      break;
     case UtfPath::Avx2:
       if (!HasAvx2()) return false;
       kernels = &UtfSimd::Avx2Kernels();

@@ -93,7 +93,8 @@ constexpr std::array<EncodeEntry, 256> MakeEncode() {
     unsigned to = 0;
     for (unsigned lane = 0; lane < 4; ++lane) {
       const unsigned length = ((index >> (2 * lane)) & 3) + 1;
-      for (unsigned byte = 0; byte < length; ++byte) table[index].shuffle[to++] = static_cast<unsigned char>(4 * lane + byte);
+      for (unsigned byte = 0; byte < length; ++byte)
+        table[index].shuffle[to++] = static_cast<unsigned char>(4 * lane + byte);
     }
     table[index].length = to;
     while (to < 16) table[index].shuffle[to++] = 0x80;
@@ -126,7 +127,8 @@ constexpr std::array<unsigned char, 256> MakeInterleave() {
   std::array<unsigned char, 256> table{};
   for (unsigned value = 0; value < 256; ++value)
     for (unsigned bit = 0; bit < 4; ++bit)
-      table[value] |= static_cast<unsigned char>(((value >> bit) & 1) << (2 * bit) | ((value >> (bit + 4)) & 1) << (2 * bit + 1));
+      table[value] |=
+          static_cast<unsigned char>(((value >> bit) & 1) << (2 * bit) | ((value >> (bit + 4)) & 1) << (2 * bit + 1));
   return table;
 }
 constexpr std::array<unsigned char, 256> kInterleave = MakeInterleave();
@@ -164,7 +166,8 @@ bool CountUtf8(UtfRun<char, Out>& run) {
 // just before them; first whether p starts the window (else p[-1], the byte before, is read
 // for its four-byte lead). Returns the end of what it wrote.
 template <class Out>
-[[gnu::always_inline]] inline Out* DecodeHalf(const unsigned char* p, bool first, uint32_t units, bool fours, Out* out) {
+[[gnu::always_inline]] inline Out* DecodeHalf(const unsigned char* p, bool first, uint32_t units, bool fours,
+                                              Out* out) {
   const __m256i b0 = _mm256_cvtepu8_epi16(Load16(p));
   const __m256i c1 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(p + 1)), Splat16(0x3F));
   const __m256i c2 = _mm256_and_si256(_mm256_cvtepu8_epi16(Load16(p + 2)), Splat16(0x3F));
@@ -179,11 +182,11 @@ template <class Out>
     if constexpr (sizeof(Out) == 2) {
       // high = D800 + ((value - 10000) >> 10), low = DC00 + (value & 3FF): from the lead's lane,
       // and from the lane after it, whose own next two bytes are the lead's last two.
-      const __m256i highSurrogate = _mm256_add_epi16(
-          _mm256_add_epi16(Splat16(0xD7C0), _mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x07)), 8)),
-          _mm256_add_epi16(_mm256_slli_epi16(c1, 2), _mm256_srli_epi16(c2, 4)));
-      const __m256i lowSurrogate =
-          _mm256_or_si256(_mm256_or_si256(Splat16(0xDC00), _mm256_slli_epi16(_mm256_and_si256(c1, Splat16(0x0F)), 6)), c2);
+      const __m256i highSurrogate =
+          _mm256_add_epi16(_mm256_add_epi16(Splat16(0xD7C0), _mm256_slli_epi16(_mm256_and_si256(b0, Splat16(0x07)), 8)),
+                           _mm256_add_epi16(_mm256_slli_epi16(c1, 2), _mm256_srli_epi16(c2, 4)));
+      const __m256i lowSurrogate = _mm256_or_si256(
+          _mm256_or_si256(Splat16(0xDC00), _mm256_slli_epi16(_mm256_and_si256(c1, Splat16(0x0F)), 6)), c2);
       const __m256i before = first ? _mm256_alignr_epi8(b0, _mm256_permute2x128_si256(b0, b0, 0x08), 14)
                                    : _mm256_cvtepu8_epi16(Load16(p - 1));
       value = _mm256_blendv_epi8(value, highSurrogate, isFour);
@@ -270,12 +273,16 @@ bool Utf8ToWide(UtfRun<char, Out>& run) {
         ~static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(_mm256_subs_epu8(bytes, incompleteLimit), zero)));
     const unsigned end = cut != 0 ? __builtin_ctz(cut) : 32;
     if ((broken & LowBits(end + 1)) != 0) break;
-    const uint32_t continuation = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(Avx2Ops::Splat(0xC0), bytes)));
-    const uint32_t fours = high & static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(bytes, Avx2Ops::Splat(0xEF)))) & LowBits(end);
+    const uint32_t continuation =
+        static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(Avx2Ops::Splat(0xC0), bytes)));
+    const uint32_t fours = high &
+                           static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(bytes, Avx2Ops::Splat(0xEF)))) &
+                           LowBits(end);
     uint32_t units = ~continuation & LowBits(end);
     if (sizeof(Out) == 2 && fours != 0) {
-      const uint32_t overlong = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_and_si256(
-          _mm256_cmpeq_epi8(Avx2Ops::Prev<1>(bytes, zero), Avx2Ops::Splat(0xF0)), _mm256_cmpgt_epi8(Avx2Ops::Splat(0x90), bytes))));
+      const uint32_t overlong = static_cast<uint32_t>(
+          _mm256_movemask_epi8(_mm256_and_si256(_mm256_cmpeq_epi8(Avx2Ops::Prev<1>(bytes, zero), Avx2Ops::Splat(0xF0)),
+                                                _mm256_cmpgt_epi8(Avx2Ops::Splat(0x90), bytes))));
       if ((overlong & LowBits(end)) != 0) break;
       units |= fours << 1;  // the low surrogates, in the lanes after their leads
     }
@@ -299,7 +306,8 @@ inline Surrogates FindSurrogates(__m256i units) {
   const __m256i top6 = _mm256_and_si256(units, Splat16(0xFC00));
   const __m256i highs = _mm256_cmpeq_epi16(top6, Splat16(0xD800)), lows = _mm256_cmpeq_epi16(top6, Splat16(0xDC00));
   // Packing puts each half's highs before its lows; the permutation puts both halves' highs first.
-  const uint32_t both = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(_mm256_packs_epi16(highs, lows), 0xD8)));
+  const uint32_t both =
+      static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(_mm256_packs_epi16(highs, lows), 0xD8)));
   return {both & 0xFFFF, both >> 16};
 }
 
@@ -321,7 +329,8 @@ struct Encoded {
 inline Encoded EncodeLanes(__m256i value) {
   const __m256i c0 = _mm256_and_si256(value, Splat32(0x3F));
   const __m256i c1 = _mm256_and_si256(_mm256_srli_epi32(value, 6), Splat32(0x3F));
-  const __m256i two = _mm256_or_si256(_mm256_or_si256(Splat32(0x80C0), _mm256_srli_epi32(value, 6)), _mm256_slli_epi32(c0, 8));
+  const __m256i two =
+      _mm256_or_si256(_mm256_or_si256(Splat32(0x80C0), _mm256_srli_epi32(value, 6)), _mm256_slli_epi32(c0, 8));
   const __m256i three = _mm256_or_si256(_mm256_or_si256(Splat32(0x8080E0), _mm256_srli_epi32(value, 12)),
                                         _mm256_or_si256(_mm256_slli_epi32(c1, 8), _mm256_slli_epi32(c0, 16)));
   const __m256i longer = _mm256_cmpgt_epi32(value, Splat32(0x7F));
@@ -355,7 +364,8 @@ inline unsigned StoreTwoBytes(__m256i units, char* out) {
   const uint32_t mask = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(longer, _mm256_setzero_si256())));
   const EncodeEntry& first = kTwoBytes[mask & 0xFF];
   const EncodeEntry& second = kTwoBytes[(mask >> 16) & 0xFF];
-  const __m256i packed = _mm256_shuffle_epi8(_mm256_blendv_epi8(units, two, longer), Pair(first.shuffle, second.shuffle));
+  const __m256i packed =
+      _mm256_shuffle_epi8(_mm256_blendv_epi8(units, two, longer), Pair(first.shuffle, second.shuffle));
   Store16(out, _mm256_castsi256_si128(packed));
   Store16(out + first.length, _mm256_extracti128_si256(packed, 1));
   return first.length + second.length;
@@ -386,7 +396,8 @@ bool CountUtf16ToUtf8(UtfRun<char16_t, char>& run) {
     // (two bytes each). The masks have two bits per unit.
     const __m256i zero = _mm256_setzero_si256();
     const __m256i top5 = _mm256_and_si256(units, Splat16(0xF800));
-    const uint32_t ascii = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_and_si256(units, Splat16(0xFF80)), zero)));
+    const uint32_t ascii =
+        static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_and_si256(units, Splat16(0xFF80)), zero)));
     const uint32_t noThird = static_cast<uint32_t>(_mm256_movemask_epi8(
         _mm256_or_si256(_mm256_cmpeq_epi16(top5, zero), _mm256_cmpeq_epi16(top5, Splat16(0xD800)))));
     const uint32_t counted = LowBits(2 * end);
@@ -429,9 +440,9 @@ bool Utf16ToUtf8(UtfRun<char16_t, char>& run) {
       Encoded e = EncodeLanes(value);
       if (paired) {
         const __m256i top = _mm256_add_epi32(_mm256_and_si256(value, Splat32(0x3FF)), Splat32(0x40));
-        const __m256i highPart = _mm256_or_si256(
-            _mm256_or_si256(Splat32(0x80F0), _mm256_srli_epi32(top, 8)),
-            _mm256_slli_epi32(_mm256_and_si256(_mm256_srli_epi32(top, 2), Splat32(0x3F)), 8));
+        const __m256i highPart =
+            _mm256_or_si256(_mm256_or_si256(Splat32(0x80F0), _mm256_srli_epi32(top, 8)),
+                            _mm256_slli_epi32(_mm256_and_si256(_mm256_srli_epi32(top, 2), Splat32(0x3F)), 8));
         const __m256i previous =
             _mm256_cvtepu16_epi32(group == 0 ? _mm256_castsi256_si128(before) : _mm256_extracti128_si256(before, 1));
         const __m256i lowPart = _mm256_or_si256(
@@ -475,7 +486,9 @@ bool Utf32ToUtf8(UtfRun<char32_t, char>& run) {
       const unsigned end = FirstInvalid32(values);
       const uint32_t valid = LowBits(end);
       auto count = [&](uint32_t limit) {
-        return PopCount(static_cast<uint32_t>(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpgt_epi32(values, Splat32(limit))))) & valid);
+        return PopCount(
+            static_cast<uint32_t>(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpgt_epi32(values, Splat32(limit))))) &
+            valid);
       };
       written += end + count(0x7F) + count(0x7FF) + count(0xFFFF);
       if (end < 8) {
@@ -510,9 +523,10 @@ bool Utf32ToUtf8(UtfRun<char32_t, char>& run) {
       const __m256i c0 = _mm256_and_si256(values, Splat32(0x3F));
       const __m256i c1 = _mm256_and_si256(_mm256_srli_epi32(values, 6), Splat32(0x3F));
       const __m256i c2 = _mm256_and_si256(_mm256_srli_epi32(values, 12), Splat32(0x3F));
-      const __m256i four = _mm256_or_si256(
-          _mm256_or_si256(Splat32(0x808080F0), _mm256_srli_epi32(values, 18)),
-          _mm256_or_si256(_mm256_slli_epi32(c2, 8), _mm256_or_si256(_mm256_slli_epi32(c1, 16), _mm256_slli_epi32(c0, 24))));
+      const __m256i four =
+          _mm256_or_si256(_mm256_or_si256(Splat32(0x808080F0), _mm256_srli_epi32(values, 18)),
+                          _mm256_or_si256(_mm256_slli_epi32(c2, 8),
+                                          _mm256_or_si256(_mm256_slli_epi32(c1, 16), _mm256_slli_epi32(c0, 24))));
       const __m256i fourMask = _mm256_cmpgt_epi32(values, Splat32(0xFFFF));
       Encoded e = EncodeLanes(values);
       e.bytes = _mm256_blendv_epi8(e.bytes, four, fourMask);
@@ -607,10 +621,13 @@ bool Utf32ToUtf16(UtfRun<char32_t, char16_t>& run) {
       const __m256i high = _mm256_add_epi32(_mm256_srli_epi32(offset, 10), Splat32(0xD800));
       const __m256i low = _mm256_add_epi32(_mm256_and_si256(offset, Splat32(0x3FF)), Splat32(0xDC00));
       const __m256i result = _mm256_blendv_epi8(first, _mm256_or_si256(high, _mm256_slli_epi32(low, 16)), pairs);
-      const __m256i counted = _mm256_or_si256(_mm256_and_si256(valid, Splat32(0xFFFF)), _mm256_andnot_si256(Splat32(0xFFFF), pairs));
-      const uint32_t lanes = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(counted, _mm256_setzero_si256())));
+      const __m256i counted =
+          _mm256_or_si256(_mm256_and_si256(valid, Splat32(0xFFFF)), _mm256_andnot_si256(Splat32(0xFFFF), pairs));
+      const uint32_t lanes =
+          static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(counted, _mm256_setzero_si256())));
       const uint32_t lowLanes = lanes & 0xFF, highLanes = (lanes >> 16) & 0xFF;
-      const __m256i gathered = _mm256_shuffle_epi8(result, Pair(kCompact16.shuffle[lowLanes], kCompact16.shuffle[highLanes]));
+      const __m256i gathered =
+          _mm256_shuffle_epi8(result, Pair(kCompact16.shuffle[lowLanes], kCompact16.shuffle[highLanes]));
       char16_t* out = run.target + written;
       Store16(out, _mm256_castsi256_si128(gathered));
       Store16(out + PopCount(lowLanes), _mm256_extracti128_si256(gathered, 1));
@@ -623,14 +640,16 @@ bool Utf32ToUtf16(UtfRun<char32_t, char16_t>& run) {
   return true;
 }
 
-bool Check(const unsigned char* s, uint64_t length, Utf8Rules rules) {
-  return rules == Utf8Rules::kStrict ? CheckBlocks<Avx2Ops, BlockRules::kStrict, false>(s, length, nullptr, nullptr)
-                                     : CheckBlocks<Avx2Ops, BlockRules::kPrintable, false>(s, length, nullptr, nullptr);
-}
-
 constexpr UtfKernels kAvx2Kernels = {
-    Utf8ToWide<char16_t>, Utf8ToWide<char32_t>, Utf16ToUtf8, Utf16ToUtf32, Utf32ToUtf8, Utf32ToUtf16,
-    Check,                AsciiPrefixOf<Avx2Ops>, PrintablePrefixOf<Avx2Ops>,
+    Utf8ToWide<char16_t>,
+    Utf8ToWide<char32_t>,
+    Utf16ToUtf8,
+    Utf16ToUtf32,
+    Utf32ToUtf8,
+    Utf32ToUtf16,
+    CheckText<Avx2Ops>,
+    AsciiPrefixOf<Avx2Ops>,
+    PrintablePrefixOf<Avx2Ops>,
 };
 
 }  // namespace

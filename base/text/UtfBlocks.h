@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/text/UtfSimd.h"
+
 namespace OrvGuiBase::UtfSimd {
 namespace {
 
@@ -101,8 +103,8 @@ bool CheckBlocks(const unsigned char* s, uint64_t length, uint64_t* characters, 
         // F0..F4 leads, less the F0 leads followed by 80..8F (counted where that byte lies:
         // the sum is right in the end, though a block may take away before it adds).
         fourStarts += __builtin_popcount(high & Ops::Mask(Ops::Gt(current, Ops::Splat(0xEF))));
-        fourStarts -= __builtin_popcount(Ops::Mask(Ops::And(Ops::Eq(Ops::template Prev<1>(current, previous), Ops::Splat(0xF0)),
-                                                            Ops::Gt(Ops::Splat(0x90), current))));
+        fourStarts -= __builtin_popcount(Ops::Mask(Ops::And(
+            Ops::Eq(Ops::template Prev<1>(current, previous), Ops::Splat(0xF0)), Ops::Gt(Ops::Splat(0x90), current))));
       }
     }
     previous = current;
@@ -125,6 +127,13 @@ bool CheckBlocks(const unsigned char* s, uint64_t length, uint64_t* characters, 
     *fours += fourStarts;
   }
   return true;
+}
+
+// CheckText: the whole-text check of the kernel tables.
+template <class Ops>
+bool CheckText(const unsigned char* s, uint64_t length, Utf8Rules rules) {
+  return rules == Utf8Rules::kStrict ? CheckBlocks<Ops, BlockRules::kStrict, false>(s, length, nullptr, nullptr)
+                                     : CheckBlocks<Ops, BlockRules::kPrintable, false>(s, length, nullptr, nullptr);
 }
 
 // AsciiPrefixOf: the length of the prefix of s[0..length) below 0x80.

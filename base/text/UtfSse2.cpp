@@ -107,7 +107,8 @@ bool Utf16ToUtf8(UtfRun<char16_t, char>& run) {
     if (run.target == nullptr) {
       if (_mm_movemask_epi8(classes.surrogate) != 0) break;
       run.written += 8 + (__builtin_popcount(_mm_movemask_epi8(classes.above7F)) +
-                          __builtin_popcount(_mm_movemask_epi8(classes.above7FF))) / 2;
+                          __builtin_popcount(_mm_movemask_epi8(classes.above7FF))) /
+                             2;
     } else {
       if (run.capacity - run.written < 8 || _mm_movemask_epi8(classes.above7F) != 0) break;
       _mm_storel_epi64(reinterpret_cast<__m128i*>(run.target + run.written), _mm_packus_epi16(units, units));
@@ -143,7 +144,9 @@ struct Utf32Classes {
 inline Utf32Classes Classify32(__m128i units) {
   const __m128i flip = _mm_set1_epi32(static_cast<int>(0x80000000u));
   const __m128i flipped = _mm_xor_si128(units, flip);
-  auto above = [&](uint32_t limit) { return _mm_cmpgt_epi32(flipped, _mm_set1_epi32(static_cast<int>(limit ^ 0x80000000u))); };
+  auto above = [&](uint32_t limit) {
+    return _mm_cmpgt_epi32(flipped, _mm_set1_epi32(static_cast<int>(limit ^ 0x80000000u)));
+  };
   return {above(0x7F), above(0x7FF), above(0xFFFF), above(0x10FFFF)};
 }
 
@@ -156,7 +159,8 @@ bool Utf32ToUtf8(UtfRun<char32_t, char>& run) {
     if (run.target == nullptr) {
       run.written += 4 + (__builtin_popcount(_mm_movemask_epi8(classes.above7F)) +
                           __builtin_popcount(_mm_movemask_epi8(classes.above7FF)) +
-                          __builtin_popcount(_mm_movemask_epi8(classes.aboveFFFF))) / 4;
+                          __builtin_popcount(_mm_movemask_epi8(classes.aboveFFFF))) /
+                             4;
     } else {
       if (run.capacity - run.written < 4 || _mm_movemask_epi8(classes.above7F) != 0) break;
       const __m128i words = _mm_packs_epi32(units, units);
@@ -181,7 +185,8 @@ bool Utf32ToUtf16(UtfRun<char32_t, char16_t>& run) {
     } else {
       if (run.capacity - run.written < 4 || _mm_movemask_epi8(classes.aboveFFFF) != 0) break;
       const __m128i shifted = _mm_sub_epi32(units, _mm_set1_epi32(0x8000));
-      const __m128i words = _mm_add_epi16(_mm_packs_epi32(shifted, shifted), _mm_set1_epi16(static_cast<short>(0x8000)));
+      const __m128i words =
+          _mm_add_epi16(_mm_packs_epi32(shifted, shifted), _mm_set1_epi16(static_cast<short>(0x8000)));
       _mm_storel_epi64(reinterpret_cast<__m128i*>(run.target + run.written), words);
       run.written += 4;
     }
@@ -190,14 +195,16 @@ bool Utf32ToUtf16(UtfRun<char32_t, char16_t>& run) {
   return true;
 }
 
-bool Check(const unsigned char* s, uint64_t length, Utf8Rules rules) {
-  return rules == Utf8Rules::kStrict ? CheckBlocks<Sse2Ops, BlockRules::kStrict, false>(s, length, nullptr, nullptr)
-                                     : CheckBlocks<Sse2Ops, BlockRules::kPrintable, false>(s, length, nullptr, nullptr);
-}
-
 constexpr UtfKernels kSse2Kernels = {
-    Utf8ToWide<char16_t>, Utf8ToWide<char32_t>, Utf16ToUtf8, Utf16ToUtf32, Utf32ToUtf8, Utf32ToUtf16,
-    Check,                AsciiPrefixOf<Sse2Ops>, PrintablePrefixOf<Sse2Ops>,
+    Utf8ToWide<char16_t>,
+    Utf8ToWide<char32_t>,
+    Utf16ToUtf8,
+    Utf16ToUtf32,
+    Utf32ToUtf8,
+    Utf32ToUtf16,
+    CheckText<Sse2Ops>,
+    AsciiPrefixOf<Sse2Ops>,
+    PrintablePrefixOf<Sse2Ops>,
 };
 
 }  // namespace

@@ -257,14 +257,16 @@ std::vector<StressEntry> ReadStressFile() {
       continue;
     }
     const size_t number = line.find_first_not_of("0123456789.");  // "2.1.1  ..." names a case
-    if (number > 0 && number != std::string::npos && isdigit(static_cast<unsigned char>(line[0])) && line[number] == ' ')
+    if (number > 0 && number != std::string::npos && isdigit(static_cast<unsigned char>(line[0])) &&
+        line[number] == ' ')
       id = line.substr(0, number);
     const size_t quote = line.find('"');
     if (id.empty() || quote == std::string::npos || quote == 0) continue;
     const size_t before = line.find_last_not_of(' ', quote - 1);
     if (before != std::string::npos && line[before] != ':' && line[before] != '=') continue;
     const size_t close = line.rfind('"');
-    entries.push_back({id, line.substr(0, quote), close > quote ? line.substr(quote + 1, close - quote - 1) : line.substr(quote + 1) + "\n"});
+    entries.push_back({id, line.substr(0, quote),
+                       close > quote ? line.substr(quote + 1, close - quote - 1) : line.substr(quote + 1) + "\n"});
     open = close == quote;
   }
   return entries;
@@ -406,11 +408,16 @@ void SweepTargets(Conversion<In, Out> convert, const std::vector<In>& valid, siz
 
 TEST(Utf, NoBufferAtTheExactUnit) {
   std::string text;
-  for (int i = 0; i < 4; ++i) text += "ascii words, d\xC3\xA9j\xC3\xA0 \xD0\x9C\xD0\xB8\xD1\x80 \xE4\xB8\xAD\xE6\x96\x87 \xF0\x9F\x98\x80\xF0\x9F\x8E\x89 and more";
+  for (int i = 0; i < 4; ++i)
+    text +=
+        "ascii words, d\xC3\xA9j\xC3\xA0 \xD0\x9C\xD0\xB8\xD1\x80 \xE4\xB8\xAD\xE6\x96\x87 "
+        "\xF0\x9F\x98\x80\xF0\x9F\x8E\x89 and more";
   std::vector<char32_t> values(text.size());
-  values.resize(UTF8toUTF32(text.data(), static_cast<uint32_t>(text.size()), values.data(), static_cast<uint32_t>(values.size())));
+  values.resize(UTF8toUTF32(text.data(), static_cast<uint32_t>(text.size()), values.data(),
+                            static_cast<uint32_t>(values.size())));
   std::vector<char16_t> units(2 * values.size());
-  units.resize(UTF32toUTF16(values.data(), static_cast<uint32_t>(values.size()), units.data(), static_cast<uint32_t>(units.size())));
+  units.resize(UTF32toUTF16(values.data(), static_cast<uint32_t>(values.size()), units.data(),
+                            static_cast<uint32_t>(units.size())));
   ASSERT_FALSE(units.empty());
   OnEveryPath([&](UtfPath) {
     SweepTargets(UTF8toUTF16, Bytes(text), text.size() - 20, "UTF8toUTF16");
@@ -473,13 +480,25 @@ TEST(Utf, EnsureUTF8AndPrintable) {
   };
   const std::string longText(70, 'x');
   const Row rows[] = {
-      {"a\xFF" "b", '?', "a?b", "a\xEF\xBF\xBD" "b", "one bad byte"},
-      {"a\xFF" "b", '\0', "ab", "a\xEF\xBF\xBD" "b", "dropped"},
+      {"a\xFF"
+       "b",
+       '?', "a?b",
+       "a\xEF\xBF\xBD"
+       "b",
+       "one bad byte"},
+      {"a\xFF"
+       "b",
+       '\0', "ab",
+       "a\xEF\xBF\xBD"
+       "b",
+       "dropped"},
       {"a\x01\tb", '?', "a\x01\tb", "a\xEF\xBF\xBD\tb", "controls are well-formed, TAB is printable"},
-      {"\xC2\x85\xC2\xA0\x7F\r\n", '?', "\xC2\x85\xC2\xA0\x7F\r\n", "\xEF\xBF\xBD\xC2\xA0\xEF\xBF\xBD\r\n", "C1 control, NBSP, DEL"},
+      {"\xC2\x85\xC2\xA0\x7F\r\n", '?', "\xC2\x85\xC2\xA0\x7F\r\n", "\xEF\xBF\xBD\xC2\xA0\xEF\xBF\xBD\r\n",
+       "C1 control, NBSP, DEL"},
       {"\xE2\x82", '#', "##", "\xEF\xBF\xBD\xEF\xBF\xBD", "cut short: byte by byte"},
       {"\xED\xA0\x80z", '#', "###z", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz", "a surrogate is repaired"},
-      {longText + "\xC0\xAF" + longText, '_', longText + "__" + longText, longText + "\xEF\xBF\xBD\xEF\xBF\xBD" + longText, "overlong inside long runs"},
+      {longText + "\xC0\xAF" + longText, '_', longText + "__" + longText,
+       longText + "\xEF\xBF\xBD\xEF\xBF\xBD" + longText, "overlong inside long runs"},
       {longText + "\xF0\x9F\x98\x80", '_', longText + "\xF0\x9F\x98\x80", longText + "\xF0\x9F\x98\x80", "well-formed"},
   };
   OnEveryPath([&](UtfPath) {
@@ -504,7 +523,8 @@ TEST(Utf, EnsureUTF8AndPrintable) {
 // Text in segments of one kind each (ASCII, two-, three- and four-byte characters, or a mix),
 // so that runs and mixtures of every kind meet the block boundaries.
 std::vector<char32_t> RandomValues(std::mt19937& rng, size_t count) {
-  static const char32_t kLow[] = {0x00, 0x80, 0x800, 0x10000, 0xE000}, kHigh[] = {0x7F, 0x7FF, 0xD7FF, 0x10FFFF, 0xFFFF};
+  static const char32_t kLow[] = {0x00, 0x80, 0x800, 0x10000, 0xE000},
+                        kHigh[] = {0x7F, 0x7FF, 0xD7FF, 0x10FFFF, 0xFFFF};
   std::vector<char32_t> values;
   while (values.size() < count) {
     const unsigned kind = rng() % 6, run = 1 + rng() % 40;
@@ -532,7 +552,8 @@ void Differ(Conversion<In, Out> convert, const std::vector<In>& source, const st
   for (UtfPath path : paths) {
     Internal::SetUtfPath(path);
     for (size_t i = 0; i < expected.size(); ++i) {
-      const Outcome<Out> got = i < rooms.size() ? Call(convert, source, rooms[i]) : Call(convert, terminated, needed + 1, true);
+      const Outcome<Out> got =
+          i < rooms.size() ? Call(convert, source, rooms[i]) : Call(convert, terminated, needed + 1, true);
       if (!(got == expected[i])) {
         ADD_FAILURE() << Name(path) << " differs from scalar: case " << i << ", result " << got.result << " vs "
                       << expected[i].result << ", errno " << got.error << " vs " << expected[i].error << ", source of "
@@ -557,7 +578,8 @@ void DifferUtf8(const std::string& text, const std::vector<UtfPath>& paths) {
     EXPECT_EQ(EnsureUTF8(again.data(), '?'), clean) << Name(path);
     EXPECT_EQ(again, repaired) << Name(path);
     EXPECT_EQ(IsValidUTF8(text.data(), text.size()), valid) << Name(path);
-    EXPECT_STREQ(EnsurePrintableUTF8(AnsiStr(AnsiSubStr(text.data(), static_cast<uint32_t>(text.size())))).GetStr(), printable.GetStr())
+    EXPECT_STREQ(EnsurePrintableUTF8(AnsiStr(AnsiSubStr(text.data(), static_cast<uint32_t>(text.size())))).GetStr(),
+                 printable.GetStr())
         << Name(path);
   }
 }
@@ -571,9 +593,11 @@ TEST(Utf, VectorPathsMatchScalarOnRandomText) {
     if (values.empty()) continue;
     Internal::SetUtfPath(UtfPath::Scalar);
     std::vector<char> utf8(values.size() * 4);
-    utf8.resize(UTF32toUTF8(values.data(), static_cast<uint32_t>(values.size()), utf8.data(), static_cast<uint32_t>(utf8.size())));
+    utf8.resize(UTF32toUTF8(values.data(), static_cast<uint32_t>(values.size()), utf8.data(),
+                            static_cast<uint32_t>(utf8.size())));
     std::vector<char16_t> utf16(values.size() * 2);
-    utf16.resize(UTF32toUTF16(values.data(), static_cast<uint32_t>(values.size()), utf16.data(), static_cast<uint32_t>(utf16.size())));
+    utf16.resize(UTF32toUTF16(values.data(), static_cast<uint32_t>(values.size()), utf16.data(),
+                              static_cast<uint32_t>(utf16.size())));
     DifferUtf8(std::string(utf8.begin(), utf8.end()), paths);
     Differ(UTF16toUTF8, utf16, paths);
     Differ(UTF16toUTF32, utf16, paths);
@@ -592,13 +616,15 @@ TEST(Utf, VectorPathsMatchScalarOnBrokenText) {
   const std::vector<char32_t> values = RandomValues(rng, 150);
   Internal::SetUtfPath(UtfPath::Scalar);
   std::vector<char> utf8(values.size() * 4);
-  utf8.resize(UTF32toUTF8(values.data(), static_cast<uint32_t>(values.size()), utf8.data(), static_cast<uint32_t>(utf8.size())));
+  utf8.resize(UTF32toUTF8(values.data(), static_cast<uint32_t>(values.size()), utf8.data(),
+                          static_cast<uint32_t>(utf8.size())));
   std::vector<char16_t> utf16(values.size() * 2);
-  utf16.resize(UTF32toUTF16(values.data(), static_cast<uint32_t>(values.size()), utf16.data(), static_cast<uint32_t>(utf16.size())));
+  utf16.resize(UTF32toUTF16(values.data(), static_cast<uint32_t>(values.size()), utf16.data(),
+                            static_cast<uint32_t>(utf16.size())));
   const std::string text(utf8.begin(), utf8.end());
   const std::string ascii = std::string(100, 'a') + "\xC3\xA9\xE4\xB8\xAD" + std::string(100, 'b');
-  const char* faults[] = {"\x80", "\xBF", "\xC0", "\xC1\x81", "\xE0\x80", "\xED\xA0", "\xF0\x8F", "\xF4\x90", "\xF5", "\xFF",
-                          "\xC3", "\xE4\xB8", "\xF0\x9F\x98", "\x01", "\x7F", "\xC2\x85"};
+  const char* faults[] = {"\x80", "\xBF", "\xC0", "\xC1\x81", "\xE0\x80",     "\xED\xA0", "\xF0\x8F", "\xF4\x90",
+                          "\xF5", "\xFF", "\xC3", "\xE4\xB8", "\xF0\x9F\x98", "\x01",     "\x7F",     "\xC2\x85"};
   for (const std::string& base : {text, ascii}) {
     for (size_t offset = 0; offset < std::min<size_t>(base.size(), 200); ++offset) {
       for (const char* fault : faults) {
