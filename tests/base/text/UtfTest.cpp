@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <random>
 #include <sstream>
@@ -83,30 +84,32 @@ TEST(Utf, CommonRules) {
   char16_t out16[8];
   OnEveryPath([&](UtfPath) {
     struct Row {
-      uint32_t result, expected;
-      int error;
+      std::function<uint32_t()> call;
+      uint32_t expected;
+      int error;  // errno after the call, kUntouched for a success
       const char* reason;
     };
     const Row rows[] = {
-        {UTF8toUTF16(nullptr, 3, out16, 8), 0, EINVAL, "null source"},
-        {UTF8toUTF16("abc", 0, out16, 8), 0, EINVAL, "source length 0"},
-        {UTF8toUTF16("abc", 3, nullptr, 8), 0, EINVAL, "null target with a length"},
-        {UTF16toUTF8(nullptr, 1, nullptr, 0), 0, EINVAL, "null UTF-16 source"},
-        {UTF32toUTF16(wide32, 0, nullptr, 0), 0, EINVAL, "UTF-32 source length 0"},
-        {UTF8toUTF16("abc", 3, nullptr, 0), 3, kUntouched, "measuring"},
-        {UTF8toUTF16("abc", 0xFFFFFFFF, nullptr, 0), 4, kUntouched, "terminated: the NUL counts"},
-        {UTF8toUTF32("abc", 0xFFFFFFFF, nullptr, 0), 4, kUntouched, "terminated, to UTF-32"},
-        {UTF16toUTF8(wide16, 0xFFFFFFFF, nullptr, 0), 4, kUntouched, "terminated UTF-16"},
-        {UTF16toUTF32(wide16, 0xFFFFFFFF, nullptr, 0), 4, kUntouched, "terminated UTF-16 to UTF-32"},
-        {UTF32toUTF8(wide32, 0xFFFFFFFF, nullptr, 0), 4, kUntouched, "terminated UTF-32"},
-        {UTF32toUTF16(wide32, 0xFFFFFFFF, nullptr, 0), 4, kUntouched, "terminated UTF-32 to UTF-16"},
-        {UTF8toUTF16("\xF0\x9F\x98\x80", 4, out16, 1), 0, ENOBUFS, "a pair needs two units"},
-        {UTF8toUTF16("\xED\xA0\x80", 3, out16, 8), 1, kUntouched, "an encoded surrogate passes"},
-        {UTF8toUTF16("a\x80", 2, nullptr, 0), 0, EILSEQ, "measuring still finds EILSEQ"},
+        {[&] { return UTF8toUTF16(nullptr, 3, out16, 8); }, 0, EINVAL, "null source"},
+        {[&] { return UTF8toUTF16("abc", 0, out16, 8); }, 0, EINVAL, "source length 0"},
+        {[&] { return UTF8toUTF16("abc", 3, nullptr, 8); }, 0, EINVAL, "null target with a length"},
+        {[&] { return UTF16toUTF8(nullptr, 1, nullptr, 0); }, 0, EINVAL, "null UTF-16 source"},
+        {[&] { return UTF32toUTF16(wide32, 0, nullptr, 0); }, 0, EINVAL, "UTF-32 source length 0"},
+        {[&] { return UTF8toUTF16("abc", 3, nullptr, 0); }, 3, kUntouched, "measuring"},
+        {[&] { return UTF8toUTF16("abc", 0xFFFFFFFF, nullptr, 0); }, 4, kUntouched, "terminated: the NUL counts"},
+        {[&] { return UTF8toUTF32("abc", 0xFFFFFFFF, nullptr, 0); }, 4, kUntouched, "terminated, to UTF-32"},
+        {[&] { return UTF16toUTF8(wide16, 0xFFFFFFFF, nullptr, 0); }, 4, kUntouched, "terminated UTF-16"},
+        {[&] { return UTF16toUTF32(wide16, 0xFFFFFFFF, nullptr, 0); }, 4, kUntouched, "terminated UTF-16 to 32"},
+        {[&] { return UTF32toUTF8(wide32, 0xFFFFFFFF, nullptr, 0); }, 4, kUntouched, "terminated UTF-32"},
+        {[&] { return UTF32toUTF16(wide32, 0xFFFFFFFF, nullptr, 0); }, 4, kUntouched, "terminated UTF-32 to 16"},
+        {[&] { return UTF8toUTF16("\xF0\x9F\x98\x80", 4, out16, 1); }, 0, ENOBUFS, "a pair needs two units"},
+        {[&] { return UTF8toUTF16("\xED\xA0\x80", 3, out16, 8); }, 1, kUntouched, "an encoded surrogate passes"},
+        {[&] { return UTF8toUTF16("a\x80", 2, nullptr, 0); }, 0, EILSEQ, "measuring still finds EILSEQ"},
     };
     for (const Row& row : rows) {
-      EXPECT_EQ(row.result, row.expected) << row.reason;
-      EXPECT_EQ(row.result == 0 ? row.error : kUntouched, row.error) << row.reason;
+      errno = kUntouched;
+      EXPECT_EQ(row.call(), row.expected) << row.reason;
+      EXPECT_EQ(errno, row.error) << row.reason;
     }
   });
   char16_t pair[2];
