@@ -2,13 +2,23 @@
 //
 // Each conversion is one loop over code points: decode one from the source (with the rules of
 // the source encoding), encode it into the target (or only count it when measuring), and stop
-// at the first ill-formed sequence or full target. Runs of ASCII, the common case of real text,
-// are handled eight bytes at a time before the loop falls back to one code point at a time.
+// at the first ill-formed sequence or full target. These one-code-point rules are the
+// reference; on their own (the scalar path) they take runs of ASCII eight bytes at a time.
+//
+// Normally the loop hands the source to a vector kernel first (UtfSimd.h): the kernel takes as
+// much as it can decide cheaply and stops before the rest; the loop applies the rules to the
+// next code point, which also produces every error at the exact unit where the rules find it,
+// and hands over again. A kernel that could take nothing gets a pause of sixteen code points.
+// The validators and repairers check the whole text with the kernel first and fall back to the
+// rules (with vector ASCII runs) only for text that needs repair.
 #include "base/text/Utf.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <cwchar>
+
+#include "base/text/UtfSimd.h"
 
 namespace OrvGuiBase {
 
@@ -18,11 +28,43 @@ constexpr uint32_t kWholeString = 0xFFFFFFFFu;
 constexpr uint64_t kMaxResult = 0x7FFFFFFFu;
 constexpr uint64_t kAsciiMask = 0x8080808080808080ull;
 
+using UtfSimd::UtfKernels;
+using UtfSimd::UtfRun;
+
+// The terminated length reads no unit past the terminator, not even within a vector.
 template <class Unit>
 uint64_t TerminatedLength(const Unit* source) {
-  uint64_t n = 0;
-  while (source[n] != 0) ++n;
+  uint64_t n;
+  if constexpr (sizeof(Unit) == 1) {
+    n = strlen(source);
+  } else if constexpr (sizeof(Unit) == sizeof(wchar_t)) {
+    n = wcslen(reinterpret_cast<const wchar_t*>(source));
+  } else {
+    n = 0;
+    while (source[n] != 0) ++n;
+  }
   return n + 1;  // the terminator is converted and counted
+}
+
+// The kernels of the scalar path: none.
+constexpr UtfKernels kScalarKernels{};
+
+std::atomic<const UtfKernels*> g_kernels{nullptr};
+
+bool HasAvx2() {
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
+         __builtin_cpu_supports("popcnt");
+}
+
+// The kernels in use: chosen on first use (a race only chooses the same twice).
+const UtfKernels& Kernels() {
+  const UtfKernels* kernels = g_kernels.load(std::memory_order_relaxed);
+  if (kernels == nullptr) {
+    kernels = HasAvx2() ? &UtfSimd::Avx2Kernels() : &UtfSimd::Sse2Kernels();
+    g_kernels.store(kernels, std::memory_order_relaxed);
+  }
+  return *kernels;
 }
 
 inline uint64_t LoadWord(const char* p) {
@@ -99,7 +141,9 @@ struct Utf8Encoder {
   static unsigned Size(char32_t cp) { return cp < 0x80 ? 1 : cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4; }
   static void Write(char* out, char32_t cp, unsigned size) {
     switch (size) {
-      case 1: out[0] = static_cast<char>(cp); break;
+      case 1:
+        out[0] = static_cast<char>(cp);
+        break;
       case 2:
         out[0] = static_cast<char>(0xC0 | (cp >> 6));
         out[1] = static_cast<char>(0x80 | (cp & 0x3F));
@@ -145,28 +189,47 @@ void AsciiRun(const char* source, uint64_t length, uint64_t& at, Out* target, ui
   while (length - at >= 8 && (LoadWord(source + at) & kAsciiMask) == 0) {
     if (target != nullptr) {
       if (targetLength - written < 8) return;
-      for (unsigned i = 0; i < 8; ++i) target[written + i] = static_cast<Out>(static_cast<unsigned char>(source[at + i]));
+      for (unsigned i = 0; i < 8; ++i)
+        target[written + i] = static_cast<Out>(static_cast<unsigned char>(source[at + i]));
     }
     at += 8;
     written += 8;
   }
 }
 
+// After a kernel that could take nothing, the rules take this many code points before the
+// kernel is asked again.
+constexpr unsigned kPause = 16;
+
 template <class Decoder, class Encoder>
 uint32_t Convert(const typename Decoder::Unit* source, uint32_t sourceLength, typename Encoder::Unit* target,
-                 uint32_t targetLength) {
+                 uint32_t targetLength, bool (*kernel)(UtfRun<typename Decoder::Unit, typename Encoder::Unit>&)) {
   if (source == nullptr || sourceLength == 0 || (targetLength != 0 && target == nullptr)) {
     errno = EINVAL;
     return 0;
   }
   const uint64_t length = sourceLength == kWholeString ? TerminatedLength(source) : sourceLength;
   typename Encoder::Unit* out = targetLength != 0 ? target : nullptr;
-  uint64_t at = 0, written = 0;
+  UtfRun<typename Decoder::Unit, typename Encoder::Unit> run{source, length, out, out != nullptr ? targetLength : 0u,
+                                                             0,      0};
+  uint64_t& at = run.at;
+  uint64_t& written = run.written;
+  unsigned byRules = 0;  // code points the rules take before the kernel's next turn
   while (at < length) {
+    if (kernel != nullptr && byRules == 0) {
+      const uint64_t before = at;
+      if (!kernel(run)) {
+        errno = EILSEQ;
+        return 0;
+      }
+      if (at >= length) break;
+      byRules = at == before ? kPause : 1;
+    }
     if constexpr (sizeof(typename Decoder::Unit) == 1) {
-      AsciiRun(source, length, at, out, targetLength, written);
+      AsciiRun(source, length, at, out, targetLength, written);  // short text never reaches a kernel
       if (at >= length) break;
     }
+    if (byRules != 0) --byRules;
     char32_t cp;
     if (!Decoder::Decode(source, length, at, cp)) {
       errno = EILSEQ;
@@ -197,10 +260,14 @@ unsigned StrictSequence(const unsigned char* s, uint64_t available) {
   const unsigned need = b0 < 0xE0 ? 2 : b0 < 0xF0 ? 3 : 4;
   if (available < need) return 0;
   unsigned char low = 0x80, high = 0xBF;
-  if (b0 == 0xE0) low = 0xA0;
-  else if (b0 == 0xED) high = 0x9F;
-  else if (b0 == 0xF0) low = 0x90;
-  else if (b0 == 0xF4) high = 0x8F;
+  if (b0 == 0xE0)
+    low = 0xA0;
+  else if (b0 == 0xED)
+    high = 0x9F;
+  else if (b0 == 0xF0)
+    low = 0x90;
+  else if (b0 == 0xF4)
+    high = 0x8F;
   if (s[1] < low || s[1] > high) return 0;
   for (unsigned i = 2; i < need; ++i)
     if (s[i] < 0x80 || s[i] > 0xBF) return 0;
@@ -210,27 +277,29 @@ unsigned StrictSequence(const unsigned char* s, uint64_t available) {
 }  // namespace
 
 uint32_t UTF8toUTF16(const char* source, uint32_t sourceLength, char16_t* target, uint32_t targetLength) {
-  return Convert<Utf8Lenient, Utf16Encoder>(source, sourceLength, target, targetLength);
+  return Convert<Utf8Lenient, Utf16Encoder>(source, sourceLength, target, targetLength, Kernels().utf8to16);
 }
 uint32_t UTF8toUTF32(const char* source, uint32_t sourceLength, char32_t* target, uint32_t targetLength) {
-  return Convert<Utf8Lenient, Utf32Encoder>(source, sourceLength, target, targetLength);
+  return Convert<Utf8Lenient, Utf32Encoder>(source, sourceLength, target, targetLength, Kernels().utf8to32);
 }
 uint32_t UTF16toUTF8(const char16_t* source, uint32_t sourceLength, char* target, uint32_t targetLength) {
-  return Convert<Utf16Decoder, Utf8Encoder>(source, sourceLength, target, targetLength);
+  return Convert<Utf16Decoder, Utf8Encoder>(source, sourceLength, target, targetLength, Kernels().utf16to8);
 }
 uint32_t UTF16toUTF32(const char16_t* source, uint32_t sourceLength, char32_t* target, uint32_t targetLength) {
-  return Convert<Utf16Decoder, Utf32Encoder>(source, sourceLength, target, targetLength);
+  return Convert<Utf16Decoder, Utf32Encoder>(source, sourceLength, target, targetLength, Kernels().utf16to32);
 }
 uint32_t UTF32toUTF8(const char32_t* source, uint32_t sourceLength, char* target, uint32_t targetLength) {
-  return Convert<Utf32Decoder, Utf8Encoder>(source, sourceLength, target, targetLength);
+  return Convert<Utf32Decoder, Utf8Encoder>(source, sourceLength, target, targetLength, Kernels().utf32to8);
 }
 uint32_t UTF32toUTF16(const char32_t* source, uint32_t sourceLength, char16_t* target, uint32_t targetLength) {
-  return Convert<Utf32Decoder, Utf16Encoder>(source, sourceLength, target, targetLength);
+  return Convert<Utf32Decoder, Utf16Encoder>(source, sourceLength, target, targetLength, Kernels().utf32to16);
 }
 
 bool IsValidUTF8(const char* s, unsigned long length) {
   if (s == nullptr) return false;
   const unsigned char* p = reinterpret_cast<const unsigned char*>(s);
+  const UtfKernels& kernels = Kernels();
+  if (kernels.check != nullptr) return kernels.check(p, length, UtfSimd::Utf8Rules::kStrict);
   uint64_t at = 0;
   while (at < length) {
     while (length - at >= 8 && (LoadWord(s + at) & kAsciiMask) == 0) at += 8;
@@ -248,9 +317,19 @@ bool EnsureUTF8(char* s, char replacement) {
   if (s == nullptr) return false;
   const uint64_t length = strlen(s);
   unsigned char* p = reinterpret_cast<unsigned char*>(s);
+  const UtfKernels& kernels = Kernels();
+  // Well-formed text is left as it is: not even its terminator is written.
+  if (kernels.check != nullptr && kernels.check(p, length, UtfSimd::Utf8Rules::kStrict)) return true;
   uint64_t in = 0, out = 0;
   bool clean = true;
   while (in < length) {
+    if (kernels.asciiPrefix != nullptr) {
+      const uint64_t ascii = kernels.asciiPrefix(p + in, length - in);
+      if (out != in) memmove(p + out, p + in, ascii);
+      in += ascii;
+      out += ascii;
+      if (in >= length) break;
+    }
     const unsigned size = StrictSequence(p + in, length - in);
     if (size == 0) {
       clean = false;
@@ -279,12 +358,18 @@ AnsiStr EnsurePrintableUTF8(const AnsiStr& s) {
   static const char kReplacement[] = "\xEF\xBF\xBD";
   const unsigned char* p = reinterpret_cast<const unsigned char*>(s.GetStr());
   const uint64_t length = s.GetLength();
+  const UtfKernels& kernels = Kernels();
+  if (kernels.check != nullptr && kernels.check(p, length, UtfSimd::Utf8Rules::kPrintable)) return s;
   AnsiStrBuilder out;
   uint64_t runStart = 0, at = 0;
   auto flush = [&](uint64_t end) {
     if (end > runStart) out.Append(AnsiSubStr(s.GetStr() + runStart, static_cast<uint32_t>(end - runStart)));
   };
   while (at < length) {
+    if (kernels.printablePrefix != nullptr) {
+      at += kernels.printablePrefix(p + at, length - at);
+      if (at >= length) break;
+    }
     const unsigned size = StrictSequence(p + at, length - at);
     const unsigned char b = p[at];
     const bool control = (size == 1 && ((b < 0x20 && b != 9 && b != 10 && b != 13) || b == 0x7F)) ||
@@ -302,5 +387,31 @@ AnsiStr EnsurePrintableUTF8(const AnsiStr& s) {
   flush(length);
   return out.Detach();
 }
+
+namespace Internal {
+
+bool SetUtfPath(UtfPath path) {
+  const UtfKernels* kernels = nullptr;
+  switch (path) {
+    case UtfPath::Automatic:
+      kernels = HasAvx2() ? &UtfSimd::Avx2Kernels() : &UtfSimd::Sse2Kernels();
+      break;
+    case UtfPath::Scalar:
+      kernels = &kScalarKernels;
+      break;
+    case UtfPath::Sse2:
+      kernels = &UtfSimd::Sse2Kernels();
+      break;
+    case UtfPath::Avx2:
+      if (!HasAvx2()) return false;
+      kernels = &UtfSimd::Avx2Kernels();
+      break;
+  }
+  if (kernels == nullptr) return false;
+  g_kernels.store(kernels, std::memory_order_relaxed);
+  return true;
+}
+
+}  // namespace Internal
 
 }  // namespace OrvGuiBase

@@ -20,6 +20,10 @@
 // surrogates decode as they stand (callers pass such text through unchanged); only lead bytes
 // 0x80..0xBF and above 0xF7, a missing or wrong continuation byte, a sequence cut by the end of
 // the input, and a 4-byte value above 0x10FFFF are ill-formed. IsValidUTF8 is the strict check.
+//
+// The work runs on the widest vector unit the processor offers (AVX2, else SSE2), with the
+// results and errors of the plain one-code-point-at-a-time rules. Units of the target past the
+// result of a successful call are left as they were.
 #pragma once
 
 #include <cstdint>
@@ -54,5 +58,15 @@ ORVGUI_API AnsiStr EnsureUTF8(const AnsiStr& s, char replacement);
 // ASCII control but TAB, LF and CR, the byte 0x7F and every C1 control (U+0080..U+009F) is
 // replaced by U+FFFD (EF BF BD).
 ORVGUI_API AnsiStr EnsurePrintableUTF8(const AnsiStr& s);
+
+namespace Internal {
+// UtfPath: the implementations behind the conversions and validators. Automatic is the fastest
+// the processor offers; the others force one, so that a test can compare them on the same input.
+enum class UtfPath { Automatic, Scalar, Sse2, Avx2 };
+// SetUtfPath: routes every later conversion and validation of the process through path; false,
+// and nothing changed, when the processor cannot run it. Meant for tests and benchmarks: not
+// to be switched while other threads convert.
+ORVGUI_API bool SetUtfPath(UtfPath path);
+}  // namespace Internal
 
 }  // namespace OrvGuiBase
