@@ -19,7 +19,7 @@
 #include "base/text/CaseSearch.h"
 #include "base/text/Utf.h"
 #include "base/text/WideStr.h"
-#include "base/text/StringEvents.h"
+#include "private/text/StringEvents.h"
 
 namespace OrvGuiBase {
 

@@ -3,7 +3,7 @@
 
 #include "base/core/DebugAbort.h"
 #include "base/core/ParticleAllocator.h"
-#include "base/text/StringEvents.h"
+#include "private/text/StringEvents.h"
 
 namespace OrvGuiBase {
 

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "base/text/StringEvents.h"
+#include "private/text/StringEvents.h"
 
 namespace OrvGuiBase {
 

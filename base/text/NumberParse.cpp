@@ -16,7 +16,7 @@
 
 #include "base/core/LazyStatic.h"
 #include "base/process/Setup.h"
-#include "base/text/NumberSign.h"
+#include "private/text/NumberSign.h"
 #include "base/text/NumberText.h"
 
 namespace OrvGuiBase {

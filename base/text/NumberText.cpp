@@ -14,7 +14,7 @@
 
 #include "base/core/LastError.h"
 #include "base/process/Setup.h"
-#include "base/text/NumberSign.h"
+#include "private/text/NumberSign.h"
 
 namespace OrvGuiBase {
 

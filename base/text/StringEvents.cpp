@@ -1,5 +1,5 @@
 // StringEvents.cpp: the failure report of the string, blob and array types.
-#include "base/text/StringEvents.h"
+#include "private/text/StringEvents.h"
 
 #include <cerrno>
 #include <cinttypes>

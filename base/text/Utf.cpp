@@ -18,7 +18,7 @@
 #include <cstring>
 #include <cwchar>
 
-#include "base/text/UtfSimd.h"
+#include "private/text/UtfSimd.h"
 
 namespace OrvGuiBase {
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "base/text/UtfSimd.h"
+#include "private/text/UtfSimd.h"
 
 #pragma GCC push_options
 #pragma GCC target("avx2,bmi,bmi2,popcnt")
@@ -40,7 +40,7 @@ struct Avx2Ops {
 }  // namespace
 }  // namespace OrvGuiBase::UtfSimd
 
-#include "base/text/UtfBlocks.h"
+#include "private/text/UtfBlocks.h"
 
 namespace OrvGuiBase::UtfSimd {
 namespace {

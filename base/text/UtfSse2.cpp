@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "base/text/UtfSimd.h"
+#include "private/text/UtfSimd.h"
 
 namespace OrvGuiBase::UtfSimd {
 namespace {
@@ -35,7 +35,7 @@ struct Sse2Ops {
 }  // namespace
 }  // namespace OrvGuiBase::UtfSimd
 
-#include "base/text/UtfBlocks.h"
+#include "private/text/UtfBlocks.h"
 
 namespace OrvGuiBase::UtfSimd {
 namespace {

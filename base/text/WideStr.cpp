@@ -24,7 +24,7 @@
 
 #include "base/core/LazyStatic.h"
 #include "base/core/ParticleAllocator.h"
-#include "base/text/StringEvents.h"
+#include "private/text/StringEvents.h"
 
 namespace OrvGuiBase {
 

@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "base/text/UtfSimd.h"
+#include "private/text/UtfSimd.h"
 
 namespace OrvGuiBase::UtfSimd {
 namespace {
