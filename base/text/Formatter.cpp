@@ -566,6 +566,39 @@ namespace {
 // (modifiers l ll q j z t L I32 I64 allowed on the integers) or %%; false as soon as anything
 // else appears, and the caller starts over with the table. The renderings are those of the
 // table's fast paths, so the two paths print the same bytes.
+// IsPlainFormat: the same grammar check without fetching or printing anything, so a format
+// that needs the table costs one quick scan, not a half-finished rendering.
+bool IsPlainFormat(const char* p) {
+  unsigned directives = 0;
+  for (p = strchr(p, '%'); p != nullptr; p = strchr(p, '%')) {
+    if (p[1] == '%') {
+      p += 2;
+      continue;
+    }
+    if (++directives > FmtTable::kMaxDirectives) return false;
+    const char* q = p + 1;
+    switch (*q) {
+      case 'l': q += q[1] == 'l' ? 2 : 1; break;
+      case 'q': case 'j': case 'z': case 't': case 'L': ++q; break;
+      case 'I':
+        if (!((q[1] == '6' && q[2] == '4') || (q[1] == '3' && q[2] == '2'))) return false;
+        q += 3;
+        break;
+      default: break;
+    }
+    switch (*q) {
+      case 'd': case 'i': case 'u': case 'x': case 'X': break;
+      case 'c': case 's':
+        if (q != p + 1) return false;
+        break;
+      default:
+        return false;
+    }
+    p = q + 1;
+  }
+  return true;
+}
+
 bool PlainFormat(const char* p, va_list args, Output& out) {
   unsigned directives = 0;
   const char* literal = p;
@@ -645,7 +678,7 @@ bool PlainFormat(const char* p, va_list args, Output& out) {
 
 AnsiStr FmtList(const char* format, va_list args) {
   if (format == nullptr) return AnsiStr();
-  {
+  if (IsPlainFormat(format)) {
     Output out;
     va_list copy;
     va_copy(copy, args);
