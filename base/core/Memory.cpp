@@ -10,7 +10,7 @@
 namespace OrvGuiBase {
 
 namespace Internal {
-constinit std::atomic<bool> g_noFree{false};
+constinit ORVGUI_API std::atomic<bool> g_noFree{false};
 }
 using Internal::g_noFree;
 

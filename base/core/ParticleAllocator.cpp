@@ -114,14 +114,8 @@ struct ParticleManager {
 constinit LazyStatic<ParticleManager> g_manager;
 std::atomic<Internal::ParticleBlockAllocator> g_blockAllocator{&malloc};
 
-// ParticleThreadItem: one thread's free list of one class.
-struct ParticleThreadItem {
-  void* head;
-  uint32_t freeCount;
-  uint32_t size;
-  uint32_t batch;  // particles per refill, and what a clean-up keeps
-  uint32_t limit;  // the most the thread may hold free
-};
+// ParticleThreadItem: one thread's free list of one class (the layout the inline paths read).
+using ParticleThreadItem = Internal::ParticleList;
 static_assert(sizeof(ParticleThreadItem) == 24);
 
 void ReturnChainToPool(ParticleBlockHeader& header, void* first, void* last, uint32_t count, const char* site);
@@ -144,6 +138,7 @@ struct ParticleThreadData {
 
   // Gives every list back to its pool, largest class first.
   ~ParticleThreadData() {
+    if (Internal::t_particleTable == table) Internal::t_particleTable = nullptr;  // on the owning thread
     ParticleManager* manager = g_manager.Get();
     if (manager == nullptr) return;
     for (unsigned i = kClasses; i-- > 0;) {
@@ -216,8 +211,8 @@ void AddBlock(ParticleBlockHeader& header) {
   ++header.blockCount;
 }
 
-// AllocParticleSlow: the thread's list is empty: take a batch from the pool, then pop one.
-[[gnu::noinline]] void* AllocParticleSlow(ParticleThreadItem* item, size_t requested) {
+// RefillAndPop: the thread's list is empty: take a batch from the pool, then pop one.
+[[gnu::noinline]] void* RefillAndPop(ParticleThreadItem* item, size_t requested) {
   ParticleManager* manager = g_manager.Get();
   if (manager == nullptr) return AllocSimple(item->size);  // pools gone at process exit
   ParticleBlockHeader& header = manager->headers[item->size / 8 - 1];
@@ -260,9 +255,24 @@ inline bool HasClass(size_t size) { return size - 1 < kLargest; }
 
 }  // namespace
 
-void* AllocParticle(size_t size) {
+namespace Internal {
+__thread ParticleList* const* t_particleTable = nullptr;
+}  // namespace Internal
+
+namespace {
+// Publishes the thread's own table to the inline paths (never the shared fallback's: frees
+// after teardown must reach FreeParticleSlow, which drops them).
+inline void Publish(ParticleThreadData* data) {
+  if (data != nullptr && Internal::t_particleTable == nullptr && ThreadParticles::GetState() == 2 &&
+      ThreadParticles::Peek() == data)
+    Internal::t_particleTable = data->table;
+}
+}  // namespace
+
+void* Internal::AllocParticleSlow(size_t size) {
   if (HasClass(size)) [[likely]] {
     ParticleThreadData* data = ThreadParticles::Get();
+    Publish(data);
     ParticleThreadItem* item = data != nullptr ? data->table[size] : nullptr;
     if (item != nullptr) [[likely]] {
       void* p = item->head;
@@ -272,13 +282,13 @@ void* AllocParticle(size_t size) {
         ORVGUI_UNPOISON(p, size);
         return p;
       }
-      return AllocParticleSlow(item, size);
+      return RefillAndPop(item, size);
     }
   }
   return AllocSimple(size);
 }
 
-void FreeParticle(size_t size, void* p) {
+void Internal::FreeParticleSlow(size_t size, void* p) {
   if (p == nullptr || Internal::NoFree()) return;
   if (HasClass(size)) [[likely]] {
     ParticleThreadData* data = ThreadParticles::Peek();
@@ -287,6 +297,7 @@ void FreeParticle(size_t size, void* p) {
       // block nor can it reach a list, so it is dropped.
       if (ThreadParticles::GetState() != 1) return;
       data = ThreadParticles::Get();
+      Publish(data);
     }
     ParticleThreadItem* item = data != nullptr ? data->table[size] : nullptr;
     if (item != nullptr) [[likely]] {

@@ -22,18 +22,83 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <atomic>
+
 #include "base/core/Export.h"
 #include "base/core/Memory.h"
 #include "base/core/ParticleSettings.h"
 
+// Under AddressSanitizer every particle goes through the library's out-of-line paths, which
+// poison and unpoison; hosts compile with the same sanitizer settings as the library.
+#if defined(__SANITIZE_ADDRESS__)
+#define ORVGUI_PARTICLES_OUT_OF_LINE 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ORVGUI_PARTICLES_OUT_OF_LINE 1
+#endif
+#endif
+
 namespace OrvGuiBase {
 
+namespace Internal {
+// ParticleList: one thread's free list of one size class (the link of a free particle is in
+// its last 8 bytes).
+struct ParticleList {
+  void* head;
+  uint32_t freeCount;
+  uint32_t size;   // of the class's particles
+  uint32_t batch;  // particles per refill, and what a clean-up keeps
+  uint32_t limit;  // the most the thread may hold free
+};
+// t_particleTable: the calling thread's lists by request size (0..1024; null where the size has
+// no class), or null while the thread has no particle data of its own. In the static TLS block:
+// the library is loaded with the program.
+extern ORVGUI_API __thread ParticleList* const* t_particleTable __attribute__((tls_model("initial-exec")));
+extern ORVGUI_API std::atomic<bool> g_noFree;
+// The paths for everything the inline ones leave: refills, clean-ups, the heap, teardown.
+ORVGUI_API void* AllocParticleSlow(size_t size);
+ORVGUI_API void FreeParticleSlow(size_t size, void* p);
+}  // namespace Internal
+
 // AllocParticle: a block of at least size bytes; null (last error 12) when the heap refuses a
-// size that goes to the heap. A pool that cannot grow by even 16 KiB ends the process.
-ORVGUI_API void* AllocParticle(size_t size);
+// size that goes to the heap. A pool that cannot grow by even 16 KiB ends the process. The
+// common case (a particle on the thread's own list) is a few inline instructions.
+inline void* AllocParticle(size_t size) {
+#ifndef ORVGUI_PARTICLES_OUT_OF_LINE
+  if (size - 1 < 1024) [[likely]] {
+    if (Internal::ParticleList* const* table = Internal::t_particleTable) [[likely]] {
+      Internal::ParticleList* list = table[size];
+      void* p = list != nullptr ? list->head : nullptr;
+      if (p != nullptr) [[likely]] {
+        list->head = *reinterpret_cast<void**>(static_cast<char*>(p) + list->size - 8);
+        --list->freeCount;
+        return p;
+      }
+    }
+  }
+#endif
+  return Internal::AllocParticleSlow(size);
+}
+
 // FreeParticle: gives back a block from AllocParticle of the same size. Null is ignored, and so
 // is everything while SetNoFree(true) is in force.
-ORVGUI_API void FreeParticle(size_t size, void* p);
+inline void FreeParticle(size_t size, void* p) {
+#ifndef ORVGUI_PARTICLES_OUT_OF_LINE
+  if (size - 1 < 1024 && p != nullptr) [[likely]] {
+    if (Internal::ParticleList* const* table = Internal::t_particleTable) [[likely]] {
+      Internal::ParticleList* list = table[size];
+      if (list != nullptr && list->freeCount < list->limit && !Internal::g_noFree.load(std::memory_order_relaxed))
+          [[likely]] {
+        *reinterpret_cast<void**>(static_cast<char*>(p) + list->size - 8) = list->head;
+        list->head = p;
+        ++list->freeCount;
+        return;
+      }
+    }
+  }
+#endif
+  Internal::FreeParticleSlow(size, p);
+}
 
 // AllocParticleList: allocates count particles of size bytes and chains each in front of head
 // through the pointer stored at byte offset linkOffset of the particle; returns the new head.

@@ -148,11 +148,6 @@ AnsiStr::AnsiStr(const wchar_t* text) : m_imp(FromWide(text, text != nullptr ? w
 
 AnsiStr::AnsiStr(const WideStr& text) : m_imp(FromWide(text.GetStr(), text.GetLen())) {}
 
-AnsiStr::AnsiStr(const AnsiStr& other) noexcept : m_imp(other.m_imp) {
-  if (m_imp != nullptr) m_imp->Link();
-}
-
-AnsiStr::~AnsiStr() { Release(); }
 
 void AnsiStr::Release() noexcept {
   if (m_imp != nullptr && m_imp->Unlink()) Imp::Free(m_imp);

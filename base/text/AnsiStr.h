@@ -96,9 +96,13 @@ class ORVGUI_API AnsiStr {
   // that is no Unicode character.
   explicit AnsiStr(const wchar_t* text);
   explicit AnsiStr(const WideStr& text);
-  AnsiStr(const AnsiStr& other) noexcept;
+  AnsiStr(const AnsiStr& other) noexcept : m_imp(other.m_imp) {
+    if (m_imp != nullptr) m_imp->Link();  // a copy shares the body: one atomic increment
+  }
   AnsiStr(AnsiStr&& other) noexcept : m_imp(other.m_imp) { other.m_imp = nullptr; }
-  ~AnsiStr();
+  ~AnsiStr() {
+    if (m_imp != nullptr && m_imp->Unlink()) Imp::Free(m_imp);
+  }
 
   AnsiStr& operator=(const AnsiStr& other) noexcept;
   AnsiStr& operator=(AnsiStr&& other) noexcept;
