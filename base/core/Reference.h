@@ -31,6 +31,12 @@ class ORVGUI_API Reference {
   // Unlink: drop a reference; true when it was the last one and the caller must free the body.
   // Aborts when the new count is negative.
   [[nodiscard]] bool Unlink() noexcept {
+    // The sole owner needs no atomic step: with a count of 1 no other thread holds a reference
+    // through which it could take another.
+    if (m_count.load(std::memory_order_acquire) == 1) [[likely]] {
+      m_count.store(0, std::memory_order_relaxed);
+      return true;
+    }
     const int32_t count = m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (count > 0) [[likely]]
       return false;
