@@ -140,10 +140,21 @@ bool Directory::Copy(const Directory& destination, bool failIfExists) const {
   if (!destination.Create(true, false)) return false;
   bool ok = true;
   int error = 0;
-  // Links are listed by the file iterator: Copy follows them, so their targets are copied.
+  // The file iterator lists links too. A link to a file is copied as its content; a link to a
+  // directory is made again as a link, so a link back up the tree cannot make the copy loop.
   for (FileIterator it(*this); it; it.ToNext()) {
     const File source = it.GetFile();
-    if (!source.Copy(File(destination, source.GetTail()), failIfExists) && ok) ok = false, error = errno;
+    const File target(destination, source.GetTail());
+    bool copied;
+    if (source.ExistsAsSymLink() && source.ExistsAsDirectory()) {
+      std::string link;
+      copied = Sys::ReadLink(source.GetPath().GetStr(), link) &&
+               (failIfExists || !target.ExistsAsSymLink() || target.Remove()) &&
+               ::symlink(link.c_str(), target.GetPath().GetStr()) == 0;
+    } else {
+      copied = source.Copy(target, failIfExists);
+    }
+    if (!copied && ok) ok = false, error = errno;
   }
   for (DirectoryIterator it(*this); it; it.ToNext()) {
     const Directory source = it.GetDirectory();

@@ -58,7 +58,8 @@ class ORVGUI_API Directory : public DirectoryEntry {
   // failure what could be removed is gone.
   bool Remove(bool force = false, bool recursive = false) const;
   // Copy: copies the tree to destination (created when missing); failIfExists refuses files
-  // that exist there already. Symbolic links are copied as what they point to.
+  // that exist there already. A symbolic link to a file is copied as the file's content, a
+  // link to a directory as a link with the same target.
   bool Copy(const Directory& destination, bool failIfExists = true) const;
   // Move: renames to destination; with failIfExists an existing destination fails (last error
   // 17). Follows File::Move.
