@@ -127,8 +127,13 @@ bool Directory::Remove(bool force, bool recursive) const {
   if (recursive) {
     for (FileIterator it(*this); it; it.ToNext())
       if (!it.GetFile().Remove(force) && ok) ok = false, error = errno;
-    for (DirectoryIterator it(*this); it; it.ToNext())
-      if (!it.GetDirectory().Remove(force, true) && ok) ok = false, error = errno;
+    // Where the file system gives no entry types, a link to a directory comes back as a
+    // directory: it is unlinked, never followed, so nothing outside the tree is touched.
+    for (DirectoryIterator it(*this); it; it.ToNext()) {
+      const Directory sub = it.GetDirectory();
+      const bool removed = sub.ExistsAsSymLink() ? Sys::Unlink(sub.GetPath().GetStr()) == 0 : sub.Remove(force, true);
+      if (!removed && ok) ok = false, error = errno;
+    }
   }
   if (Sys::RemoveDirectory(m_path.GetStr()) != 0) return false;
   if (!ok) errno = error;
@@ -142,23 +147,26 @@ bool Directory::Copy(const Directory& destination, bool failIfExists) const {
   int error = 0;
   // The file iterator lists links too. A link to a file is copied as its content; a link to a
   // directory is made again as a link, so a link back up the tree cannot make the copy loop.
+  // Where the file system gives no entry types, such a link comes from the directory iterator
+  // instead: it is made again as a link there too.
+  auto copyLink = [failIfExists](const DirectoryEntry& source, const File& target) {
+    std::string link;
+    return Sys::ReadLink(source.GetPath().GetStr(), link) &&
+           (failIfExists || !target.ExistsAsSymLink() || target.Remove()) &&
+           ::symlink(link.c_str(), target.GetPath().GetStr()) == 0;
+  };
   for (FileIterator it(*this); it; it.ToNext()) {
     const File source = it.GetFile();
     const File target(destination, source.GetTail());
-    bool copied;
-    if (source.ExistsAsSymLink() && source.ExistsAsDirectory()) {
-      std::string link;
-      copied = Sys::ReadLink(source.GetPath().GetStr(), link) &&
-               (failIfExists || !target.ExistsAsSymLink() || target.Remove()) &&
-               ::symlink(link.c_str(), target.GetPath().GetStr()) == 0;
-    } else {
-      copied = source.Copy(target, failIfExists);
-    }
+    const bool copied = source.ExistsAsSymLink() && source.ExistsAsDirectory() ? copyLink(source, target)
+                                                                               : source.Copy(target, failIfExists);
     if (!copied && ok) ok = false, error = errno;
   }
   for (DirectoryIterator it(*this); it; it.ToNext()) {
     const Directory source = it.GetDirectory();
-    if (!source.Copy(Directory(destination, source.GetTail()), failIfExists) && ok) ok = false, error = errno;
+    const bool copied = source.ExistsAsSymLink() ? copyLink(source, File(destination, source.GetTail()))
+                                                 : source.Copy(Directory(destination, source.GetTail()), failIfExists);
+    if (!copied && ok) ok = false, error = errno;
   }
   if (!ok) errno = error;
   return ok;

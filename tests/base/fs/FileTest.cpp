@@ -252,8 +252,13 @@ TEST_F(FileTest, DirectoryCreateCopyAndRecursiveRemove) {
   SetLastError(0);
   EXPECT_FALSE(Directory(P("a")).Remove()) << "not empty";
   EXPECT_EQ(GetLastError(), ENOTEMPTY);
+  Write("outside", "");
+  ASSERT_TRUE(Directory(P("kept")).Create());
+  Write("kept/file", "stays");
+  ASSERT_EQ(::symlink(P("kept").c_str(), P("a/b/out").c_str()), 0);
   EXPECT_TRUE(Directory(P("a")).Remove(true, true));
   EXPECT_FALSE(Directory(P("a")).Exists());
+  EXPECT_EQ(Read("kept/file"), "stays") << "a link to a directory is removed, not followed";
   EXPECT_TRUE(Directory(P("a")).Remove(true, true) == false && GetLastError() == ENOENT);
 }
 
