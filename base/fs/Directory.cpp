@@ -13,6 +13,7 @@
 #include "base/fs/File.h"
 #include "base/fs/FileIterator.h"
 #include "base/process/Environment.h"
+#include "private/fs/UniqueName.h"
 #include "private/system/Sys.h"
 
 namespace OrvGuiBase {
@@ -197,55 +198,33 @@ Directory& Directory::Append(const AnsiStr& tail) {
 }
 
 bool Directory::AppendUnique(UniqueNameGenerator generator, UniqueNameTest test, void* context) {
-  if (generator == nullptr) {
-    errno = EINVAL;
-    return false;
-  }
-  for (unsigned attempt = 0; attempt < kUniqueNameAttempts; ++attempt) {
-    const Directory candidate(*this, generator(attempt));
-    if (PathTaken(candidate.GetPath()) || (test != nullptr && !test(candidate.GetPath(), context))) continue;
-    m_path = candidate.GetPath();
-    return true;
-  }
-  errno = EEXIST;
-  return false;
+  return CheckGenerator(generator) && TryUniqueNames(m_path, generator, test, context, [this](const AnsiStr& path) {
+           if (PathTaken(path)) {
+             errno = EEXIST;
+             return false;
+           }
+           m_path = path;
+           return true;
+         });
 }
 
 bool Directory::CreateUnique(UniqueNameGenerator generator, UniqueNameTest test, void* context) {
-  if (generator == nullptr) {
-    errno = EINVAL;
-    return false;
-  }
-  for (unsigned attempt = 0; attempt < kUniqueNameAttempts; ++attempt) {
-    const Directory candidate(*this, generator(attempt));
-    if (test != nullptr && !test(candidate.GetPath(), context)) continue;
-    if (Sys::MakeDirectory(candidate.GetPath().GetStr(), 0777) == 0) {
-      m_path = candidate.GetPath();
-      return true;
-    }
-    if (errno != EEXIST) return false;
-  }
-  errno = EEXIST;
-  return false;
+  return CheckGenerator(generator) && TryUniqueNames(m_path, generator, test, context, [this](const AnsiStr& path) {
+           if (Sys::MakeDirectory(path.GetStr(), 0777) != 0) return false;
+           m_path = path;
+           return true;
+         });
 }
 
 bool Directory::MoveUnique(const Directory& parent, UniqueNameGenerator generator, UniqueNameTest test, void* context) {
-  if (generator == nullptr) {
-    errno = EINVAL;
-    return false;
-  }
-  for (unsigned attempt = 0; attempt < kUniqueNameAttempts; ++attempt) {
-    const Directory candidate(parent, generator(attempt));
-    if (test != nullptr && !test(candidate.GetPath(), context)) continue;
-    if (PathTaken(candidate.GetPath())) continue;  // plain rename would take an empty directory's place
-    if (Sys::MovePath(m_path.GetStr(), candidate.GetPath().GetStr(), true) == 0) {
-      m_path = candidate.GetPath();
-      return true;
-    }
-    if (errno != EEXIST && errno != ENOTEMPTY) return false;
-  }
-  errno = EEXIST;
-  return false;
+  return CheckGenerator(generator) &&
+         TryUniqueNames(parent.GetPath(), generator, test, context, [this](const AnsiStr& path) {
+           if (PathTaken(path)) {  // the plain-rename fallback would take an empty directory's place
+             errno = EEXIST;
+             return false;
+           }
+           return Move(Directory(path), true);
+         });
 }
 
 namespace {

@@ -16,6 +16,7 @@
 #include "base/core/LastError.h"
 #include "base/core/UpcallTrace.h"
 #include "base/text/Utf.h"
+#include "private/fs/UniqueName.h"
 #include "private/system/Sys.h"
 
 namespace OrvGuiBase {
@@ -146,38 +147,24 @@ bool File::CreateHardLink(const File& link) const {
 }
 
 bool File::MoveUnique(const Directory& directory, UniqueNameGenerator generator, UniqueNameTest test, void* context) {
-  if (generator == nullptr) {
-    errno = EINVAL;
-    return false;
-  }
-  for (unsigned attempt = 0; attempt < kUniqueNameAttempts; ++attempt) {
-    const File candidate(directory, generator(attempt));
-    if (test != nullptr && !test(candidate.GetPath(), context)) continue;
-    struct stat status;
-    if (Sys::LinkStatus(candidate.GetPath().GetStr(), &status) == 0) continue;  // for the plain-rename fallback
-    if (Move(candidate, true)) return true;
-    if (errno != EEXIST) return false;
-  }
-  errno = EEXIST;
-  return false;
+  return CheckGenerator(generator) &&
+         TryUniqueNames(directory.GetPath(), generator, test, context, [this](const AnsiStr& path) {
+           struct stat status;
+           if (Sys::LinkStatus(path.GetStr(), &status) == 0) {  // for the plain-rename fallback
+             errno = EEXIST;
+             return false;
+           }
+           return Move(File(path), true);
+         });
 }
 
 bool File::CreateUnique(const Directory& directory, UniqueNameGenerator generator, UniqueNameTest test, void* context) {
-  if (generator == nullptr) {
-    errno = EINVAL;
-    return false;
-  }
-  for (unsigned attempt = 0; attempt < kUniqueNameAttempts; ++attempt) {
-    const File candidate(directory, generator(attempt));
-    if (test != nullptr && !test(candidate.GetPath(), context)) continue;
-    if (candidate.Create(true)) {
-      m_path = candidate.GetPath();
-      return true;
-    }
-    if (errno != EEXIST) return false;
-  }
-  errno = EEXIST;
-  return false;
+  return CheckGenerator(generator) &&
+         TryUniqueNames(directory.GetPath(), generator, test, context, [this](const AnsiStr& path) {
+           if (!File(path).Create(true)) return false;
+           m_path = path;
+           return true;
+         });
 }
 
 AnsiStr File::MakeTail(const AnsiStr& base, const AnsiStr& extension) {
@@ -311,16 +298,12 @@ AnsiStr TempName(unsigned attempt) {
 
 bool TempFile::Create(const Directory& directory, const AnsiStr& prefix) {
   Cleanup();
-  for (unsigned attempt = 0; attempt < kUniqueNameAttempts; ++attempt) {
-    const File candidate(directory, AnsiStr(prefix).Append(TempName(attempt)));
-    if (candidate.Create(true)) {
-      m_path = candidate.GetPath();
-      return true;
-    }
-    if (errno != EEXIST) return false;
-  }
-  errno = EEXIST;
-  return false;
+  auto name = [&prefix](unsigned attempt) { return AnsiStr(prefix).Append(TempName(attempt)); };
+  return TryUniqueNames(directory.GetPath(), name, nullptr, nullptr, [this](const AnsiStr& path) {
+    if (!File(path).Create(true)) return false;
+    m_path = path;
+    return true;
+  });
 }
 
 bool TempFile::Cleanup() {
