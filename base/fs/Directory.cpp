@@ -174,13 +174,7 @@ bool Directory::Copy(const Directory& destination, bool failIfExists) const {
 }
 
 bool Directory::Move(const Directory& destination, bool failIfExists) {
-  if (m_path.IsEmpty() || destination.IsEmpty()) {
-    errno = ENOENT;
-    return false;
-  }
-  if (Sys::MovePath(m_path.GetStr(), destination.GetPath().GetStr(), failIfExists) != 0) return false;
-  m_path = destination.GetPath();
-  return true;
+  return MoveTo(destination.GetPath(), failIfExists);
 }
 
 bool Directory::Change() const {
@@ -299,15 +293,6 @@ bool Directory::GetContent(Data* entries, unsigned capacity, unsigned& count) co
     return false;
   }
   return true;
-}
-
-bool Directory::GetAccess(unsigned int mode) const {
-  return ::access(m_path.GetStr(), static_cast<int>(mode & 7)) == 0;
-}
-
-bool Directory::SetAccess(unsigned int owner, unsigned int group, unsigned int other) const {
-  const mode_t mode = static_cast<mode_t>(((owner & 7) << 6) | ((group & 7) << 3) | (other & 7));
-  return Sys::ChangePathMode(m_path.GetStr(), mode) == 0;
 }
 
 namespace {

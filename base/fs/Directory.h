@@ -84,13 +84,10 @@ class ORVGUI_API Directory : public DirectoryEntry {
   bool GetContent(Array<WideStr>& names) const;
   bool GetContent(Data* entries, unsigned capacity, unsigned& count) const;
 
-  // Access for the calling process: mode is a mask of 4 read, 2 write, 1 search.
-  bool GetAccess(unsigned int mode) const;
+  // Access for the calling process (see DirectoryEntry::GetAccess).
   bool IsReadable() const { return GetAccess(4); }
   bool IsWritable() const { return GetAccess(2); }
   bool IsSearchable() const { return GetAccess(1); }
-  // SetAccess: the permission bits for owner, group and others (each 0..7, rwx).
-  bool SetAccess(unsigned int owner, unsigned int group, unsigned int other) const;
 };
 
 // AddPath / DelPath: add the directory to, or remove it from, the ":"-separated list held in

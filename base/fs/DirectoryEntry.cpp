@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -136,13 +137,9 @@ bool DirectoryEntry::SetBasename(const AnsiStr& base) {
     errno = EINVAL;
     return false;
   }
-  AnsiStr directory, tail, oldBase, extension;
-  GetPathParts(m_path, directory, tail);
-  SplitPathTail(tail, oldBase, extension);
-  AnsiStr path = m_path.Copy(0, m_path.GetLength() - tail.GetLength());
-  path.Append(base);
-  if (!extension.IsEmpty()) path.Append('.').Append(extension);
-  m_path = path;
+  const AnsiStr extension = GetExtension();
+  AnsiStr path = m_path.Copy(0, m_path.GetLength() - GetTail().GetLength()).Append(base);
+  m_path = extension.IsEmpty() ? path : path.Append('.').Append(extension);
   return true;
 }
 
@@ -153,6 +150,25 @@ bool DirectoryEntry::SetExtension(const AnsiStr& extension) {
   }
   m_path = SetPathExtension(m_path, extension);
   return true;
+}
+
+bool DirectoryEntry::MoveTo(const AnsiStr& destination, bool failIfExists) {
+  if (m_path.IsEmpty() || destination.IsEmpty()) {
+    errno = ENOENT;
+    return false;
+  }
+  if (Sys::MovePath(m_path.GetStr(), destination.GetStr(), failIfExists) != 0) return false;
+  m_path = destination;
+  return true;
+}
+
+bool DirectoryEntry::GetAccess(unsigned int mode) const {
+  return ::access(m_path.GetStr(), static_cast<int>(mode & 7)) == 0;
+}
+
+bool DirectoryEntry::SetAccess(unsigned int owner, unsigned int group, unsigned int other) const {
+  const mode_t mode = static_cast<mode_t>(((owner & 7) << 6) | ((group & 7) << 3) | (other & 7));
+  return Sys::ChangePathMode(m_path.GetStr(), mode) == 0;
 }
 
 Directory DirectoryEntry::GetDirectory() const { return Directory(GetPathHead(m_path)); }

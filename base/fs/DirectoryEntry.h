@@ -117,7 +117,15 @@ class ORVGUI_API DirectoryEntry {
   AnsiStr GetProductVersion() const;   // empty, last error 95
   AnsiStr GetShortName() const { return GetTail(); }
 
+  // Access for the calling process: mode is a mask of 4 read, 2 write, 1 execute or search.
+  bool GetAccess(unsigned int mode) const;
+  // SetAccess: the permission bits for owner, group and others (each 0..7, rwx).
+  bool SetAccess(unsigned int owner, unsigned int group, unsigned int other) const;
+
  protected:
+  // MoveTo: the rename of File::Move and Directory::Move; on success this names destination.
+  bool MoveTo(const AnsiStr& destination, bool failIfExists);
+
   AnsiStr m_path;
 };
 

@@ -133,13 +133,7 @@ bool File::Copy(const File& destination, bool failIfExists) const {
 }
 
 bool File::Move(const File& destination, bool failIfExists) {
-  if (m_path.IsEmpty() || destination.IsEmpty()) {
-    errno = ENOENT;
-    return false;
-  }
-  if (Sys::MovePath(m_path.GetStr(), destination.GetPath().GetStr(), failIfExists) != 0) return false;
-  m_path = destination.GetPath();
-  return true;
+  return MoveTo(destination.GetPath(), failIfExists);
 }
 
 bool File::CreateHardLink(const File& link) const {
@@ -182,13 +176,6 @@ bool File::Search(const AnsiStr& tail, const AnsiStr& variable) {
   if (found.IsEmpty()) return false;
   m_path = found;
   return true;
-}
-
-bool File::GetAccess(unsigned int mode) const { return ::access(m_path.GetStr(), static_cast<int>(mode & 7)) == 0; }
-
-bool File::SetAccess(unsigned int owner, unsigned int group, unsigned int other) const {
-  const mode_t mode = static_cast<mode_t>(((owner & 7) << 6) | ((group & 7) << 3) | (other & 7));
-  return Sys::ChangePathMode(m_path.GetStr(), mode) == 0;
 }
 
 bool File::IsEqualContent(const File& a, const File& b, long long maxBytes) {

@@ -74,13 +74,10 @@ class ORVGUI_API File : public DirectoryEntry {
   // names the file found.
   bool Search(const AnsiStr& tail, const AnsiStr& variable = "PATH");
 
-  // Access for the calling process: mode is a mask of 4 read, 2 write, 1 execute.
-  bool GetAccess(unsigned int mode) const;
+  // Access for the calling process (see DirectoryEntry::GetAccess).
   bool IsReadable() const { return GetAccess(4); }
   bool IsWritable() const { return GetAccess(2); }
   bool IsExecutable() const { return GetAccess(1); }
-  // SetAccess: the permission bits for owner, group and others (each 0..7, rwx).
-  bool SetAccess(unsigned int owner, unsigned int group, unsigned int other) const;
 
   // IsEqualContent: the first maxBytes bytes (all when maxBytes < 0) of both files are equal.
   // False with last error 0 when they differ, with the error when one cannot be read.
