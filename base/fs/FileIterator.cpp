@@ -10,6 +10,7 @@
 #include <memory>
 #include <new>
 
+#include "base/core/UpcallTelemetry.h"
 #include "private/system/Sys.h"
 
 namespace OrvGuiBase {
@@ -101,7 +102,11 @@ bool AcceptEntryType(unsigned char type, const char* path, bool directories) {
     return type == DT_REG || type == DT_LNK || type == DT_FIFO || type == DT_SOCK;
   }
   struct stat status;
-  if (Sys::PathStatus(path, &status) != 0) return false;
+  const bool observed = APMIsModuleActive(APM_MODULE_ORVGUI) != 0;
+  if (observed) APMEventParam(APM_MODULE_ORVGUI, APM_EVENT_FILE_STAT, 1, 1, path);
+  const int rc = Sys::PathStatus(path, &status);
+  if (observed) APMEventParam(APM_MODULE_ORVGUI, APM_EVENT_FILE_STAT, 2, 1, path);
+  if (rc != 0) return false;
   if (directories) return S_ISDIR(status.st_mode);
   return S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode);
 }

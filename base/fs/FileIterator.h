@@ -72,7 +72,9 @@ class ORVGUI_API DirectoryIterator : public EntryIterator {
 // DT_SOCK (so a link to a directory is a file), directories take DT_DIR only (so such a link
 // is not a directory). DT_UNKNOWN is settled by stat, which follows links: files take a
 // regular file, FIFO or socket, directories a directory, and a failed stat takes nothing.
-// That asymmetry for links to directories is deliberate and callers rely on it.
+// That asymmetry for links to directories is deliberate and callers rely on it. The stat is
+// reported to telemetry (APM_EVENT_FILE_STAT, before and after) while the library's module is
+// active.
 ORVGUI_API bool AcceptEntryType(unsigned char type, const char* path, bool directories);
 
 }  // namespace OrvGuiBase

@@ -9,10 +9,12 @@
 #include <cerrno>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/core/LastError.h"
 #include "base/fs/FileIterator.h"
+#include "telemetry/Telemetry.h"
 #include "tests/base/fs/FsTestDirectory.h"
 
 namespace OrvGuiBase {
@@ -117,6 +119,31 @@ TEST_F(FileIteratorTest, TypeFilterAndItsStatFallback) {
     EXPECT_EQ(AcceptEntryType(row.type, P(row.tail).c_str(), true), row.asDirectory) << row.why;
   }
   EXPECT_FALSE(AcceptEntryType(DT_UNKNOWN, "/dev/null", false)) << "a character device by stat";
+}
+
+struct StatEvents {
+  std::vector<std::pair<int, std::string>> seen;
+};
+
+void CollectStat(int module, int event, int value, const char* const* params, unsigned count, void* context) {
+  if (module == APM_MODULE_ORVGUI && event == APM_EVENT_FILE_STAT && count == 1)
+    static_cast<StatEvents*>(context)->seen.emplace_back(value, params[0]);
+}
+
+TEST_F(FileIteratorTest, UnknownTypeStatIsReportedToTelemetry) {
+  StatEvents events;
+  const APMEventSink previous = APMSetEventSink(CollectStat, &events);
+  EXPECT_TRUE(AcceptEntryType(DT_REG, P("a.txt").c_str(), false));
+  EXPECT_TRUE(events.seen.empty()) << "the module is off";
+  APMSetModuleActive(APM_MODULE_ORVGUI, 1);
+  EXPECT_TRUE(AcceptEntryType(DT_REG, P("a.txt").c_str(), false));
+  EXPECT_TRUE(events.seen.empty()) << "a known type needs no stat";
+  EXPECT_FALSE(AcceptEntryType(DT_UNKNOWN, P("missing").c_str(), false));
+  APMSetModuleActive(APM_MODULE_ORVGUI, 0);
+  APMSetEventSink(previous, nullptr);
+  ASSERT_EQ(events.seen.size(), 2u);
+  EXPECT_EQ(events.seen[0], std::make_pair(1, std::string(P("missing"))));
+  EXPECT_EQ(events.seen[1], std::make_pair(2, std::string(P("missing"))));
 }
 
 TEST_F(FileIteratorTest, NavigationSortAndCopies) {
