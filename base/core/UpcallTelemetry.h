@@ -10,6 +10,9 @@
 // The library's own telemetry module, and its event numbers.
 inline constexpr int APM_MODULE_ORVGUI = 100;
 inline constexpr int APM_EVENT_LOCK_CONTENTION = 60;  // value 1 waiting, 2 acquired
+// A stat made by directory iteration for an entry of unknown type: value 1 before, 2 after;
+// the parameter is the path.
+inline constexpr int APM_EVENT_FILE_STAT = 70;
 
 // APMIsModuleActive: whether events of the module are delivered (nonzero when active).
 ORVGUI_C_API int APMIsModuleActive(int module);

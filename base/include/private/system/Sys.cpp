@@ -3,9 +3,13 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <stdio.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <time.h>
 #include <unistd.h>
+
+#include <memory>
 
 namespace OrvGuiBase::Sys {
 
@@ -27,6 +31,75 @@ int ChangeMode(int fd, mode_t mode) {
 
 int Flock(int fd, int operation) {
   return RetryOnInterrupt([&] { return ::flock(fd, operation); });
+}
+
+int Rename(const char* from, const char* to) {
+  return RetryOnInterrupt([&] { return ::rename(from, to); });
+}
+
+int RenameNoReplace(const char* from, const char* to) {
+  return RetryOnInterrupt([&] { return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE); });
+}
+
+int MovePath(const char* from, const char* to, bool noReplace) {
+  if (noReplace) {
+    const int rc = RenameNoReplace(from, to);
+    if (rc == 0 || (errno != EINVAL && errno != ENOSYS)) return rc;
+  }
+  return Rename(from, to);
+}
+
+int Unlink(const char* path) {
+  return RetryOnInterrupt([&] { return ::unlink(path); });
+}
+
+int RemoveDirectory(const char* path) {
+  return RetryOnInterrupt([&] { return ::rmdir(path); });
+}
+
+int PathStatus(const char* path, struct stat* status) {
+  return RetryOnInterrupt([&] { return ::stat(path, status); });
+}
+
+int LinkStatus(const char* path, struct stat* status) {
+  return RetryOnInterrupt([&] { return ::lstat(path, status); });
+}
+
+int ChangePathMode(const char* path, mode_t mode) {
+  return RetryOnInterrupt([&] { return ::chmod(path, mode); });
+}
+
+int Truncate(const char* path, off_t size) {
+  return RetryOnInterrupt([&] { return ::truncate(path, size); });
+}
+
+ssize_t GetXattr(const char* path, const char* name, void* value, size_t size) {
+  return RetryOnInterrupt([&] { return ::getxattr(path, name, value, size); });
+}
+
+int SetXattr(const char* path, const char* name, const void* value, size_t size) {
+  return RetryOnInterrupt([&] { return ::setxattr(path, name, value, size, 0); });
+}
+
+bool CopyData(int from, int to, long long total, size_t blockSize,
+              bool (*progress)(long long, long long, void*), void* context) {
+  std::unique_ptr<char[]> buffer(new (std::nothrow) char[blockSize]);
+  if (!buffer) {
+    errno = ENOMEM;
+    return false;
+  }
+  long long done = 0;
+  for (;;) {
+    if (progress != nullptr && progress(total, done, context)) {
+      errno = ECANCELED;
+      return false;
+    }
+    const ssize_t got = Read(from, buffer.get(), blockSize);
+    if (got < 0) return false;
+    if (got == 0) return true;
+    if (!WriteAll(to, buffer.get(), static_cast<size_t>(got))) return false;
+    done += got;
+  }
 }
 
 void SleepMilliseconds(uint32_t milliseconds) {

@@ -42,6 +42,28 @@ bool ReadFile(const char* path, std::string& content);
 // ReadLink: the target of a symbolic link; false on failure.
 bool ReadLink(const char* path, std::string& target);
 
+// Path operations of the file layer. Each returns 0 or the count, -1 plus errno on failure.
+int Rename(const char* from, const char* to);
+// RenameNoReplace: renameat2(RENAME_NOREPLACE) relative to the working directory; EINVAL or
+// ENOSYS when the file system or kernel does not offer it.
+int RenameNoReplace(const char* from, const char* to);
+// MovePath: with noReplace the no-replace rename, falling back to the plain rename where that
+// is not supported (EINVAL or ENOSYS); without it the plain rename.
+int MovePath(const char* from, const char* to, bool noReplace);
+int Unlink(const char* path);
+int RemoveDirectory(const char* path);
+int PathStatus(const char* path, struct stat* status);      // stat(2): follows links
+int LinkStatus(const char* path, struct stat* status);      // lstat(2)
+int ChangePathMode(const char* path, mode_t mode);
+int Truncate(const char* path, off_t size);
+ssize_t GetXattr(const char* path, const char* name, void* value, size_t size);
+int SetXattr(const char* path, const char* name, const void* value, size_t size);
+// CopyData: copies fd `from` to fd `to` in blocks of blockSize bytes, asking progress (when
+// given) before each block, the first included, with the total, the bytes done and context; a
+// true answer stops with ECANCELED. False plus errno on failure.
+bool CopyData(int from, int to, long long total, size_t blockSize,
+              bool (*progress)(long long, long long, void*), void* context);
+
 // SleepMilliseconds: sleeps for the whole time; a signal interrupts the sleep only for as long
 // as its handler runs, after which the sleep goes on with the time that remained.
 void SleepMilliseconds(uint32_t milliseconds);
