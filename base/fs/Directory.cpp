@@ -258,13 +258,6 @@ bool Directory::GetContent(Array<AnsiStr>& names) const {
   });
 }
 
-bool Directory::GetContent(Array<WideStr>& names) const {
-  return ForEachName(m_path, [&](const char* name) {
-    names.Append(WideStr(name));
-    return true;
-  });
-}
-
 bool Directory::GetContent(Data* entries, unsigned capacity, unsigned& count) const {
   count = 0;
   bool full = false;

@@ -79,9 +79,9 @@ class ORVGUI_API Directory : public DirectoryEntry {
   bool Reduce() { return SimpleReducePath(m_path); }
 
   // GetContent: the names (not paths) of the entries, "." and ".." left out, in directory
-  // order, appended to names. The Data form adds type, size and time stamps.
+  // order, appended to names (UTF-8; WideStr(name) gives the wide form: a WideStr cannot be an
+  // Array element). The Data form adds type, size and time stamps.
   bool GetContent(Array<AnsiStr>& names) const;
-  bool GetContent(Array<WideStr>& names) const;
   bool GetContent(Data* entries, unsigned capacity, unsigned& count) const;
 
   // Access for the calling process (see DirectoryEntry::GetAccess).
