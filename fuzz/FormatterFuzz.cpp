@@ -18,7 +18,8 @@ const char* const kTexts[] = {kAlpha, kEmpty, kAccents, nullptr};
 
 bool Fetch(unsigned number, unsigned type, OrvGuiBase::FmtValues& value, const void*) {
   switch (type) {
-    case OrvGuiBase::FmtValues::kInt32: value.int32 = static_cast<int32_t>(number * 2654435761u); break;
+    // Small integers: an integer argument may also be a * width, which is honoured in full.
+    case OrvGuiBase::FmtValues::kInt32: value.int32 = static_cast<int32_t>(number * 7919u % 1000u) - 500; break;
     case OrvGuiBase::FmtValues::kInt64: value.int64 = static_cast<int64_t>(number) * -6700417; break;
     case OrvGuiBase::FmtValues::kDouble: value.real = number % 3 == 0 ? 1e300 : number * 0.1; break;
     default: value.pointer = kTexts[number % 4]; break;
@@ -38,8 +39,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   if (widest > 4) return 0;
   const OrvGuiBase::AnsiStr out = OrvGuiBase::FmtList(format.c_str(), &Fetch, nullptr);
-  // Each of at most 127 directives writes at most max(128, width <= 9999) bytes; the literal
-  // text adds at most the format's own length.
+  // Each of at most 127 directives writes at most max(128, width) bytes, widths being at most
+  // 9999 in the text and 500 from an argument; the literal text adds at most the format's length.
   const size_t bound = strlen(format.c_str()) + 127 * 9999;
   if (out.GetLength() > bound || strlen(out.GetStr()) > out.GetLength()) abort();
   return 0;

@@ -258,9 +258,18 @@ size_t GuardedLength(const void* pointer, bool wide) {
 
 FmtTable::~FmtTable() {
   for (unsigned i = kInline; i < m_records; ++i) FreeParticle(sizeof(Record), m_table[i]);
+  if (m_table != m_tableInline) FreeSimple(m_table);
 }
 
 FmtTable::Record* FmtTable::NewRecord() {
+  if (m_records == m_tableCapacity) {  // many "%%" texts: each ends a record of its own
+    Record** table = static_cast<Record**>(AllocSimple(2 * m_tableCapacity * sizeof(Record*)));
+    if (table == nullptr) return nullptr;
+    memcpy(table, m_table, m_records * sizeof(Record*));
+    if (m_table != m_tableInline) FreeSimple(m_table);
+    m_table = table;
+    m_tableCapacity *= 2;
+  }
   void* storage = m_records < kInline ? m_inline[m_records] : AllocParticle(sizeof(Record));
   if (storage == nullptr) return nullptr;
   Record* record = static_cast<Record*>(storage);

@@ -103,7 +103,9 @@ class ORVGUI_API FmtTable {
   unsigned m_records = 0;      // records (directives, and the one carrying the trailing text)
   bool m_positional = false;
   unsigned m_highest = 0;      // the highest argument position
-  Record* m_table[kMaxDirectives + 1];  // the first m_records are set
+  Record** m_table = m_tableInline;  // the first m_records are set; grows past 128 ("%%" texts)
+  unsigned m_tableCapacity = kMaxDirectives + 1;
+  Record* m_tableInline[kMaxDirectives + 1];
   alignas(8) unsigned char m_inline[kInline][96];  // the first records live here
 };
 

@@ -10,8 +10,12 @@
 
 #include "private/text/UtfSimd.h"
 
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2,bmi,bmi2,popcnt"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2,bmi,bmi2,popcnt")
+#endif
 
 namespace OrvGuiBase::UtfSimd {
 namespace {
@@ -658,4 +662,8 @@ const UtfKernels& Avx2Kernels() { return kAvx2Kernels; }
 
 }  // namespace OrvGuiBase::UtfSimd
 
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif

@@ -170,6 +170,11 @@ TEST(Formatter, AtMost127DirectivesAreConverted) {
   FmtTable table;
   ASSERT_TRUE(table.Build(format.c_str()));
   EXPECT_EQ(table.GetCount(), 127u);
+  std::string escapes;  // "%%" texts do not count, however many there are
+  for (int i = 0; i < 300; ++i) escapes += "%%";
+  escapes += "%d";
+  Supply supply;
+  EXPECT_EQ(F(FmtList(escapes.c_str(), &Fetch, &supply)), std::string(300, '%') + "10");
 }
 
 TEST(Formatter, WideRendererAndAlignment) {
