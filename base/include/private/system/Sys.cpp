@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -27,6 +28,10 @@ int ChangeMode(int fd, mode_t mode) {
 
 int Flock(int fd, int operation) {
   return RetryOnInterrupt([&] { return ::flock(fd, operation); });
+}
+
+int SetTimeOfDay(const timeval& value) {
+  return RetryOnInterrupt([&] { return ::settimeofday(&value, nullptr); });
 }
 
 void SleepMilliseconds(uint32_t milliseconds) {
