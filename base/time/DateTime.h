@@ -54,7 +54,7 @@ struct packeddatetime {
 
 // timestamp: 48 bits, little-endian: bits 0-9 millisecond, 10-15 second, 16-21 minute, 22-26
 // hour, 27-31 day, 32-35 month, 36-47 year. Get/Set move the bits through one 64-bit value.
-struct timestamp {
+struct ORVGUI_API timestamp {
   uint8_t bytes[6] = {};
   uint64_t Get() const;
   void Set(uint64_t bits);  // the low 48 bits
