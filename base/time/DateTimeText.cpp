@@ -84,6 +84,13 @@ struct Cursor {
     value = v;
     return true;
   }
+  // DigitsOrStop: exactly n digits; when one is missing the cursor stops on that character.
+  bool DigitsOrStop(int n, long& value) {
+    const char* start = p;
+    if (Digits(n, value)) return true;
+    while (p < start + n && IsDigit(*p)) ++p;
+    return false;
+  }
   // DigitRun: min to max digits, as many as there are.
   int DigitRun(int min, int max, long& value) {
     int n = 0;
@@ -421,8 +428,8 @@ int ISOStr2Date(const char* text, const char** end, long* day, long* month, long
     const char* dayAt = nullptr;
     if (*c.p == '\0') {
       result = -1;
-    } else if (!c.Digits(4, yv) || (c.Take('-'), monthAt = c.p, !c.Digits(2, mv)) ||
-               (c.Take('-'), dayAt = c.p, !c.Digits(2, dv))) {
+    } else if (!c.DigitsOrStop(4, yv) || (c.Take('-'), monthAt = c.p, !c.DigitsOrStop(2, mv)) ||
+               (c.Take('-'), dayAt = c.p, !c.DigitsOrStop(2, dv))) {
       result = -2;
     } else if (mv < 1 || mv > 12) {
       result = -2;
