@@ -36,14 +36,27 @@ int64_t FloorMod(int64_t a, int64_t b) { return a - FloorDiv(a, b) * b; }
 constexpr int kMonthDays[13] = {0, 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
 constexpr int kDaysBeforeMonth[13] = {0, 0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
 
+// Years far beyond any calendar wrap around (unsigned arithmetic) instead of overflowing.
 int64_t DaysBeforeYear(int64_t year) {
-  const int64_t y = year - 1;
-  int64_t days = 365 * y + FloorDiv(y, 4);
-  if (year >= 1753) days += -((year - 1701) / 100) + (year - 1601) / 400 - 11;
-  return days;
+  const int64_t y = static_cast<int64_t>(static_cast<uint64_t>(year) - 1);
+  uint64_t days = 365 * static_cast<uint64_t>(y) + static_cast<uint64_t>(FloorDiv(y, 4));
+  if (year >= 1753) days += static_cast<uint64_t>(-((year - 1701) / 100) + (year - 1601) / 400 - 11);
+  return static_cast<int64_t>(days);
 }
 
-int64_t DayNumber(const date& d) { return DaysBeforeYear(d.year) + GetDayInYear(d); }
+bool GregorianLeap(uint64_t year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+
+int64_t DayNumber(const date& d) {
+  if (d.year >= 1753 && d.year < kYearLimit && d.month >= 1 && d.month <= 12) {
+    // The Gregorian years in one expression: with y = year - 1, (year - 1701) / 100 is
+    // y / 100 - 17 and (year - 1601) / 400 is y / 400 - 4, so the constant is 17 - 4 - 11.
+    const uint64_t y = static_cast<uint64_t>(d.year) - 1;
+    const uint64_t leapDay = d.month > 2 && GregorianLeap(y + 1) ? 1 : 0;
+    return static_cast<int64_t>(365 * y + y / 4 - y / 100 + y / 400 + 2 + kDaysBeforeMonth[d.month] + leapDay +
+                                static_cast<uint64_t>(d.day));
+  }
+  return DaysBeforeYear(d.year) + GetDayInYear(d);
+}
 
 bool YearInLimit(int64_t year) { return year > -kYearLimit && year < kYearLimit; }
 
@@ -104,7 +117,7 @@ void MoveSeconds(time& t, Int128 seconds) {
 
 bool IsLeapYear(int64_t year) {
   if (year <= 1700) return FloorMod(year, 4) == 0;
-  return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  return GregorianLeap(static_cast<uint64_t>(year));
 }
 
 int GetDaysOfMonth(int64_t year, int64_t month) {
@@ -128,7 +141,10 @@ int GetDayInYear(const date& d) {
   return day;
 }
 
-int GetDayInWeek(const date& d) { return static_cast<int>(FloorMod(DayNumber(d) + 5, 7)); }
+int GetDayInWeek(const date& d) {
+  const int64_t n = DayNumber(d);
+  return static_cast<int>(n >= 0 ? static_cast<uint64_t>(n + 5) % 7 : FloorMod(n + 5, 7));
+}
 
 namespace {
 constexpr int kWeekOffset[7] = {-1, 0, 1, 2, 3, -3, -2};  // by the weekday of 1 January

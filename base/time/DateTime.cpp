@@ -76,6 +76,22 @@ bool SetClock(bool universal, const datetime& dt, int64_t millisecond) {
   return Sys::SetTimeOfDay(tv) == 0;
 }
 
+// SetDatePart / SetTimePart: set one part, keeping the other part of the current value.
+bool SetDatePart(bool universal, const date& d) {
+  if (!IsValidDate(d)) return SetLastError(EINVAL), false;
+  datetime now;
+  int64_t ms = 0;
+  if (!ReadClock(universal, now, ms)) return false;
+  return SetClock(universal, datetime{d, now.t}, ms);
+}
+bool SetTimePart(bool universal, const time& t) {
+  if (!IsValidTime(t)) return SetLastError(EINVAL), false;
+  datetime now;
+  int64_t ms = 0;
+  if (!ReadClock(universal, now, ms)) return false;
+  return SetClock(universal, datetime{now.d, t}, 0);
+}
+
 }  // namespace
 
 uint64_t timestamp::Get() const {
@@ -331,37 +347,19 @@ bool SetCurrentDateTime(int64_t day, int64_t month, int64_t year, int64_t hour, 
                         int64_t millisecond) {
   return SetClock(false, datetime{date{year, month, day}, time{hour, minute, second}}, millisecond);
 }
-bool SetCurrentDate(int64_t day, int64_t month, int64_t year) {
-  if (!IsValidDate(day, month, year)) return SetLastError(EINVAL), false;
-  datetime now;
-  int64_t ms = 0;
-  if (!ReadClock(false, now, ms)) return false;
-  return SetClock(false, datetime{date{year, month, day}, now.t}, ms);
-}
+bool SetCurrentDate(int64_t day, int64_t month, int64_t year) { return SetDatePart(false, date{year, month, day}); }
 bool SetCurrentTime(int64_t hour, int64_t minute, int64_t second) {
-  if (!IsValidTime(hour, minute, second)) return SetLastError(EINVAL), false;
-  datetime now;
-  int64_t ms = 0;
-  if (!ReadClock(false, now, ms)) return false;
-  return SetClock(false, datetime{now.d, time{hour, minute, second}}, 0);
+  return SetTimePart(false, time{hour, minute, second});
 }
 bool SetCurrentUniversalDateTime(int64_t day, int64_t month, int64_t year, int64_t hour, int64_t minute,
                                  int64_t second, int64_t millisecond) {
   return SetClock(true, datetime{date{year, month, day}, time{hour, minute, second}}, millisecond);
 }
 bool SetCurrentUniversalDate(int64_t day, int64_t month, int64_t year) {
-  if (!IsValidDate(day, month, year)) return SetLastError(EINVAL), false;
-  datetime now;
-  int64_t ms = 0;
-  if (!ReadClock(true, now, ms)) return false;
-  return SetClock(true, datetime{date{year, month, day}, now.t}, ms);
+  return SetDatePart(true, date{year, month, day});
 }
 bool SetCurrentUniversalTime(int64_t hour, int64_t minute, int64_t second) {
-  if (!IsValidTime(hour, minute, second)) return SetLastError(EINVAL), false;
-  datetime now;
-  int64_t ms = 0;
-  if (!ReadClock(true, now, ms)) return false;
-  return SetClock(true, datetime{now.d, time{hour, minute, second}}, 0);
+  return SetTimePart(true, time{hour, minute, second});
 }
 
 DateTime64 GetCurrentSystemDateTime64() {

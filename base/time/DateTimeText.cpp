@@ -288,6 +288,14 @@ int Pack(datetime dt, long millisecond, long bias, DateTime64& out) {
   return 0;
 }
 
+// ReadPacked: one of the RFC readers, its result packed; the reader's failure passes through.
+int ReadPacked(int (*reader)(const char*, datetime&, long&), const char* text, DateTime64& out) {
+  datetime dt;
+  long bias = 0;
+  if (const int result = reader(text, dt, bias); result != 0) return result;
+  return Pack(dt, 0, bias, out);
+}
+
 // ReadIsoTimeFields: the time grammar of ISOStr2Time; 0, or -2 with the cursor at the fault.
 int ReadIsoTimeFields(Cursor& c, time& t, long& millisecond) {
   long h = 0, m = 0, s = 0;
@@ -392,25 +400,14 @@ int RFC1123Str2DateTime(const char* text, datetime& out, long& bias) {
   return ReadRFC1123(text, out, bias);
 }
 
-int RFC1123Str2DateTime64(const char* text, DateTime64& out) {
-  datetime dt;
-  long bias = 0;
-  if (const int result = RFC1123Str2DateTime(text, dt, bias); result != 0) return result;
-  return Pack(dt, 0, bias, out);
-}
-
 int RFC3501Str2DateTime(const char* text, datetime& out, long& bias) {
   out = datetime{};
   bias = 0;
   return ReadRFC3501(text, out, bias);
 }
 
-int RFC3501Str2DateTime64(const char* text, DateTime64& out) {
-  datetime dt;
-  long bias = 0;
-  if (const int result = RFC3501Str2DateTime(text, dt, bias); result != 0) return result;
-  return Pack(dt, 0, bias, out);
-}
+int RFC1123Str2DateTime64(const char* text, DateTime64& out) { return ReadPacked(RFC1123Str2DateTime, text, out); }
+int RFC3501Str2DateTime64(const char* text, DateTime64& out) { return ReadPacked(RFC3501Str2DateTime, text, out); }
 
 int ISOStr2Date(const char* text, const char** end, long* day, long* month, long* year) {
   long ignored;
