@@ -296,16 +296,21 @@ int ReadPacked(int (*reader)(const char*, datetime&, long&), const char* text, D
   return Pack(dt, 0, bias, out);
 }
 
-// ReadIsoTimeFields: the time grammar of ISOStr2Time; 0, or -2 with the cursor at the fault.
+// ReadIsoTimeFields: the time grammar of ISOStr2Time; 0, or -2 with the cursor on the missing
+// digit or at the start of the field that is out of range.
 int ReadIsoTimeFields(Cursor& c, time& t, long& millisecond) {
   long h = 0, m = 0, s = 0;
   millisecond = 0;
-  if (!c.Digits(2, h)) return -2;
+  const char* hourAt = c.p;
+  if (!c.DigitsOrStop(2, h)) return -2;
   const bool colons = c.Take(':');
-  if (!c.Digits(2, m)) return -2;
+  const char* minuteAt = c.p;
+  if (!c.DigitsOrStop(2, m)) return -2;
+  const char* secondAt = c.p;
   const bool hasSeconds = colons ? c.Take(':') : IsDigit(*c.p);
   if (hasSeconds) {
-    if (!c.Digits(2, s)) return -2;
+    secondAt = c.p;
+    if (!c.DigitsOrStop(2, s)) return -2;
     if (*c.p == '.' || *c.p == ',') {
       ++c.p;
       long fraction = 0;
@@ -316,7 +321,11 @@ int ReadIsoTimeFields(Cursor& c, time& t, long& millisecond) {
       millisecond = fraction;
     }
   }
-  if (h > 23 || m > 59 || s > 59) return -2;
+  const char* bad = h > 23 ? hourAt : m > 59 ? minuteAt : s > 59 ? secondAt : nullptr;
+  if (bad != nullptr) {
+    c.p = bad;
+    return -2;
+  }
   t = time{h, m, s};
   return 0;
 }
@@ -472,15 +481,10 @@ int ISOStr2Time(const char* text, const char** end, long* hour, long* minute, lo
   c.SkipSpace();
   int result = -1;
   if (*c.p != '\0') {
-    const Cursor start = c;
     time t;
     long fraction = 0;
     result = ReadIsoTimeFields(c, t, fraction);
-    if (result == 0) {
-      h = t.hour, m = t.minute, s = t.second, ms = fraction;
-    } else if (IsDigit(*c.p) || *c.p == ':') {
-      c = start;  // digits that are all there but out of range: point at the time
-    }
+    if (result == 0) h = t.hour, m = t.minute, s = t.second, ms = fraction;
   }
   if (end != nullptr) *end = c.p;
   return result;

@@ -62,7 +62,8 @@ ORVGUI_API int ISOStr2Date(const char* text, date& out);
 
 // ISOStr2Time: "hh:mm[:ss[.fff]]" or "hhmm[ss[.fff]]" (the colons all or none), after optional
 // white space; the fraction has 1 to 9 digits of which the first three give the millisecond
-// (the rest are read and dropped; "," is taken for "." as well). end as for ISOStr2Date.
+// (the rest are read and dropped; "," is taken for "." as well). end receives the character
+// after the time; on -2 the missing digit or the start of the field out of range.
 ORVGUI_API int ISOStr2Time(const char* text, const char** end, long* hour, long* minute, long* second,
                            long* millisecond = nullptr);
 ORVGUI_API int ISOStr2Time(const char* text, time& out);

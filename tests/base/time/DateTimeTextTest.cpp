@@ -208,6 +208,15 @@ TEST(DateTimeText, ISOTimeReader) {
     EXPECT_EQ(s, r.second) << r.text;
     EXPECT_EQ(ms, r.ms) << r.text;
   }
+  struct EndRow {
+    const char* text;
+    int endOffset;
+  } const ends[] = {{"12:30:05Z", 8}, {"12:3", 4}, {"12:60:00", 3}, {"25:00", 0}, {"1230x", 4}, {"12:30:61", 6}};
+  for (const EndRow& r : ends) {
+    const char* end = nullptr;
+    ISOStr2Time(r.text, &end, nullptr, nullptr, nullptr);
+    EXPECT_EQ(end - r.text, r.endOffset) << r.text;
+  }
   time t;
   EXPECT_EQ(ISOStr2Time("12:30:05 ", t), 0);
   EXPECT_EQ(t.second, 5);
