@@ -200,6 +200,47 @@ datetime SystemTime2DateTime(const SYSTEMTIME& in) {
   return datetime{date{in.wYear, in.wMonth, in.wDay}, time{in.wHour, in.wMinute, in.wSecond}};
 }
 
+bool DateTime2PackedDateTime(const datetime& dt, packeddatetime& out) {
+  out = {};
+  if (dt.d.year < 0 || dt.d.year > 65535 || dt.d.month < 1 || dt.d.month > 12 || dt.d.day < 1 || dt.d.day > 31 ||
+      !IsValidTime(dt.t)) {
+    SetLastError(EINVAL);
+    return false;
+  }
+  out.d = packeddate{static_cast<uint16_t>(dt.d.year), static_cast<uint8_t>(dt.d.month), static_cast<uint8_t>(dt.d.day)};
+  out.t = packedtime{static_cast<uint8_t>(dt.t.hour), static_cast<uint8_t>(dt.t.minute), static_cast<uint8_t>(dt.t.second)};
+  return true;
+}
+
+datetime PackedDateTime2DateTime(const packeddatetime& in) {
+  return datetime{date{in.d.year, in.d.month, in.d.day}, time{in.t.hour, in.t.minute, in.t.second}};
+}
+
+bool DateTime2TimeStamp(const datetime& dt, int64_t millisecond, timestamp& out) {
+  const DateTime64 packed = DateTime64::Make(dt, millisecond, 0);
+  out.Set(packed.GetValue() & 0xFFFFFFFFFFFFull);
+  if (packed.IsNull()) SetLastError(EINVAL);
+  return !packed.IsNull();
+}
+
+datetime TimeStamp2DateTime(const timestamp& in, int64_t* millisecond) {
+  const DateTime64 value(in.Get());
+  if (millisecond != nullptr) *millisecond = value.GetMillisecond();
+  return value.GetDateTime();
+}
+
+timestamp DateTime642TimeStamp(DateTime64 value) {
+  timestamp out;
+  out.Set(value.GetValue() & 0xFFFFFFFFFFFFull);
+  return out;
+}
+
+DateTime64 TimeStamp2DateTime64(const timestamp& in, int64_t bias) {
+  const int zone = DateTime64::ZoneByte(bias);
+  if (zone < 0) return DateTime64();
+  return DateTime64(in.Get() | static_cast<uint64_t>(zone) << 48);
+}
+
 FILETIME UHyper2FileTime(uint64_t value) {
   return FILETIME{static_cast<uint32_t>(value), static_cast<uint32_t>(value >> 32)};
 }

@@ -133,6 +133,17 @@ ORVGUI_API bool DateTime2BrokenTime(const datetime& dt, struct tm& out);
 ORVGUI_API datetime BrokenTime2DateTime(const struct tm& in);
 ORVGUI_API bool DateTime2SystemTime(const datetime& dt, SYSTEMTIME& out, unsigned millisecond = 0);
 ORVGUI_API datetime SystemTime2DateTime(const SYSTEMTIME& in);
+// The packed forms: false (last error EINVAL) and a zero result when a field does not fit
+// (year 0 to 65535 for packeddate, 1 to 4095 and millisecond 0 to 999 for timestamp; hour,
+// minute and second as for a valid time; month 1 to 12, day 1 to 31).
+ORVGUI_API bool DateTime2PackedDateTime(const datetime& dt, packeddatetime& out);
+ORVGUI_API datetime PackedDateTime2DateTime(const packeddatetime& in);
+ORVGUI_API bool DateTime2TimeStamp(const datetime& dt, int64_t millisecond, timestamp& out);
+ORVGUI_API datetime TimeStamp2DateTime(const timestamp& in, int64_t* millisecond = nullptr);
+// DateTime64 and timestamp: the timestamp is the DateTime64's local fields without its zone;
+// a timestamp becomes a DateTime64 of the zone whose bias is given (0 if it cannot be packed).
+ORVGUI_API timestamp DateTime642TimeStamp(DateTime64 value);
+ORVGUI_API DateTime64 TimeStamp2DateTime64(const timestamp& in, int64_t bias = 0);
 // SystemTimeToFileTime / FileTimeToSystemTime: the platform-named pair; false (last error
 // EINVAL) for a null pointer or a value outside the other form.
 ORVGUI_API bool SystemTimeToFileTime(const SYSTEMTIME* in, FILETIME* out);

@@ -141,6 +141,23 @@ TEST(DateTime, ConversionsRoundTrip) {
   EXPECT_FALSE(SystemTimeToFileTime(&st, &ft));
   EXPECT_FALSE(DateTime2SystemTime(datetime{{2024, 3, 1}, {24, 0, 0}}, st));
 
+  packeddatetime packed;
+  ASSERT_TRUE(DateTime2PackedDateTime(datetime{{2024, 3, 1}, {1, 2, 3}}, packed));
+  EXPECT_EQ(CompareDateTime(PackedDateTime2DateTime(packed), datetime{{2024, 3, 1}, {1, 2, 3}}), 0);
+  EXPECT_FALSE(DateTime2PackedDateTime(datetime{{65536, 1, 1}, {}}, packed));
+  EXPECT_EQ(packed.d.year, 0);
+  timestamp ts;
+  ASSERT_TRUE(DateTime2TimeStamp(datetime{{2024, 3, 1}, {1, 2, 3}}, 456, ts));
+  int64_t tsMs = 0;
+  EXPECT_EQ(CompareDateTime(TimeStamp2DateTime(ts, &tsMs), datetime{{2024, 3, 1}, {1, 2, 3}}), 0);
+  EXPECT_EQ(tsMs, 456);
+  EXPECT_EQ(ts.bytes[0], 456 & 0xFF);  // little-endian: the millisecond starts the first byte
+  const DateTime64 zoned = TimeStamp2DateTime64(ts, -345);
+  EXPECT_EQ(zoned.GetBias(), -345);
+  EXPECT_EQ(DateTime642TimeStamp(zoned).Get(), ts.Get());
+  EXPECT_TRUE(TimeStamp2DateTime64(ts, 10).IsNull());
+  EXPECT_FALSE(DateTime2TimeStamp(datetime{{2024, 3, 1}, {1, 2, 3}}, 1000, ts));
+
   struct tm broken;
   ASSERT_TRUE(DateTime2BrokenTime(datetime{{2024, 3, 1}, {1, 2, 3}}, broken));
   EXPECT_EQ(broken.tm_wday, 5);
