@@ -20,6 +20,8 @@
 
 namespace OrvGuiBase {
 
+// The lower-case names are the ones callers know; inside this namespace (or after a using
+// directive) the C function is spelled ::time.
 // date / time / datetime: plain fields; the all-zero datetime is what failed conversions give.
 struct date {
   int64_t year = 0;
