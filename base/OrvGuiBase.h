@@ -55,5 +55,8 @@
 #include "base/text/Quoting.h"
 #include "base/text/Utf.h"
 #include "base/text/WideStr.h"
+#include "base/time/Calendar.h"
 #include "base/time/Clock.h"
+#include "base/time/DateTime.h"
+#include "base/time/DateTimeText.h"
 #include "telemetry/Telemetry.h"

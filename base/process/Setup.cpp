@@ -192,6 +192,7 @@ void Setup::SetTimeZoneBias(int minutes) {
   g_biasOverride.store(kBiasSet | static_cast<uint32_t>(minutes), std::memory_order_release);
 }
 void Setup::ResetTimeZoneBias() { g_biasOverride.store(0, std::memory_order_release); }
+bool Setup::IsTimeZoneBiasSet() { return (g_biasOverride.load(std::memory_order_acquire) & kBiasSet) != 0; }
 int Setup::GetTimeZoneBiasAt(time_t at) {
   const int saved = errno;
   const int bias = BiasAt(at, nullptr);

@@ -66,6 +66,8 @@ class ORVGUI_API Setup {
   static int GetTimeZoneBias();
   static void SetTimeZoneBias(int minutes);
   static void ResetTimeZoneBias();
+  // IsTimeZoneBiasSet: true while a bias fixed by SetTimeZoneBias is in force.
+  static bool IsTimeZoneBiasSet();
   // GetTimeZoneBiasAt: the platform's bias at the given instant (daylight saving included).
   static int GetTimeZoneBiasAt(time_t at);
   // GetStandardBias / GetDaylightBias: the platform's bias outside and inside daylight saving

@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
+#include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -100,6 +101,10 @@ bool CopyData(int from, int to, long long total, size_t blockSize,
     if (!WriteAll(to, buffer.get(), static_cast<size_t>(got))) return false;
     done += got;
   }
+}
+
+int SetTimeOfDay(const timeval& value) {
+  return RetryOnInterrupt([&] { return ::settimeofday(&value, nullptr); });
 }
 
 void SleepMilliseconds(uint32_t milliseconds) {

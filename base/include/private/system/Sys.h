@@ -6,6 +6,7 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/types.h>
 
 #include <cerrno>
@@ -67,6 +68,9 @@ bool CopyData(int from, int to, long long total, size_t blockSize,
 // SleepMilliseconds: sleeps for the whole time; a signal interrupts the sleep only for as long
 // as its handler runs, after which the sleep goes on with the time that remained.
 void SleepMilliseconds(uint32_t milliseconds);
+
+// SetTimeOfDay: sets the wall clock (needs the privilege for it); 0 or -1 with errno.
+int SetTimeOfDay(const timeval& value);
 
 // The monotonic high-resolution clock: ticks are nanoseconds.
 inline constexpr uint64_t kHighResolutionFrequency = 1000000000u;
