@@ -589,6 +589,37 @@ AnsiStrBuilder& AnsiStrBuilder::Append(AnsiSubStr text, uint32_t n) {
 
 AnsiStrBuilder& AnsiStrBuilder::Append(char c, uint32_t n) { return Append(AnsiSubStr(&c, c != 0 ? 1 : 0), n); }
 
+char* AnsiStrBuilder::Reserve(uint32_t n) {
+  if (m_failed) return nullptr;
+  AnsiStr::Imp* body = m_text.m_imp;
+  if (body != nullptr && !body->IsShared() && (body->length != 0 || body->text[0] == 0) &&
+      uint64_t{body->length} + n <= body->capacity)
+    return body->text + body->length;
+  const uint64_t length = m_text.GetLength();
+  if (length + n > kMaxLength) {
+    ReportOverflow(length, n);
+    m_failed = true;
+    return nullptr;
+  }
+  AnsiStr::Imp* grown = AnsiStr::Imp::Alloc(AnsiStr::Imp::GetExtendSize(length + n, true));
+  if (grown == nullptr) {
+    m_failed = true;
+    return nullptr;
+  }
+  memcpy(grown->text, m_text.GetStr(), length + 1);
+  grown->length = static_cast<uint32_t>(length);
+  m_text.Release();
+  m_text.m_imp = grown;
+  return grown->text + length;
+}
+
+void AnsiStrBuilder::Commit(uint32_t n) {
+  AnsiStr::Imp* body = m_text.m_imp;
+  if (m_failed || body == nullptr || n == 0) return;
+  body->length += n;
+  body->text[body->length] = 0;
+}
+
 AnsiStr AnsiStrBuilder::Detach() {
   AnsiStr text = static_cast<AnsiStr&&>(m_text);
   m_text = AnsiStr();

@@ -258,6 +258,11 @@ class ORVGUI_API AnsiStrBuilder {
   AnsiStrBuilder& Append(const char* text) { return Append(AnsiSubStr(text)); }
   AnsiStrBuilder& Append(const AnsiStr& text) { return Append(AnsiSubStr(text)); }
   AnsiStrBuilder& Append(char c, uint32_t n = 1);
+  // Reserve: room for n more bytes and a terminator at the end of the text, for the caller to
+  // write into and then add to the text with Commit(n) (at most the n reserved); null when the
+  // builder has failed or memory is short (the failure is sticky, as for Append).
+  char* Reserve(uint32_t n);
+  void Commit(uint32_t n);
 
   const char* GetStr() const { return m_text.GetStr(); }
   uint32_t GetLength() const { return m_text.GetLength(); }

@@ -83,24 +83,19 @@ class CLocaleScope {
 
 // ---- Output ------------------------------------------------------------------------------
 
-// Output: a stack buffer that spills into a builder; the result is made once, at its size.
+// Output: the result string itself, built in place (no copy at the end): pieces are written
+// straight into the body's free room.
 class Output {
  public:
+  Output() : m_builder(300) {}  // room for a bounded piece of 128 and the text around it
   void Append(const char* text, size_t length) {
     if (length == 0) return;
-    if (!m_spilled && m_length + length <= sizeof m_buffer) {
-      char* to = m_buffer + m_length;
-      if (length <= 16) {  // the usual piece: a few digits or a short literal, no call
-        for (size_t i = 0; i < length; ++i) to[i] = text[i];
-      } else {
-        memcpy(to, text, length);
-      }
-      m_length += length;
+    if (length <= 16) {  // the usual piece: a few digits or a short literal, no call
+      char* to = m_builder.Reserve(static_cast<uint32_t>(length));
+      if (to == nullptr) return;
+      for (size_t i = 0; i < length; ++i) to[i] = text[i];
+      m_builder.Commit(static_cast<uint32_t>(length));
       return;
-    }
-    if (!m_spilled) {
-      m_spilled = true;
-      m_builder.Append(AnsiSubStr(m_buffer, static_cast<uint32_t>(m_length)));
     }
     while (length > 0) {  // pieces past 4 GiB cannot exist, but stay within the view's 32 bits
       const uint32_t part = length > 0x7FFFFFFFu ? 0x7FFFFFFFu : static_cast<uint32_t>(length);
@@ -109,18 +104,12 @@ class Output {
       length -= part;
     }
   }
-  AnsiStr Result() {
-    if (m_spilled) return m_builder.Detach();
-    return AnsiStr(m_buffer, static_cast<uint32_t>(m_length));
-  }
   // Room: where n more bytes and a terminator can be written in place, or null.
-  char* Room(size_t n) { return !m_spilled && m_length + n + 1 <= sizeof m_buffer ? m_buffer + m_length : nullptr; }
-  void Commit(size_t n) { m_length += n; }
+  char* Room(size_t n) { return n < 0x7FFFFFFFu ? m_builder.Reserve(static_cast<uint32_t>(n)) : nullptr; }
+  void Commit(size_t n) { m_builder.Commit(static_cast<uint32_t>(n)); }
+  AnsiStr Result() { return m_builder.Detach(); }
 
  private:
-  char m_buffer[480];
-  size_t m_length = 0;
-  bool m_spilled = false;
   AnsiStrBuilder m_builder;
 };
 
@@ -145,6 +134,17 @@ char* WriteDecimal(char* end, uint64_t value) {
     *--end = static_cast<char>('0' + value);
   }
   return end;
+}
+
+// AppendDecimal: the digits written straight into the output, the minus sign first.
+void AppendDecimal(Output& out, uint64_t value, bool negative) {
+  unsigned digits = 1;
+  for (uint64_t rest = value; rest >= 10; rest /= 10) ++digits;
+  char* to = out.Room(digits + (negative ? 1 : 0));
+  if (to == nullptr) return;
+  if (negative) *to++ = '-';
+  WriteDecimal(to + digits, value);
+  out.Commit(digits + (negative ? 1 : 0));
 }
 
 char* WriteHex(char* end, uint64_t value, bool upper) {
@@ -662,14 +662,17 @@ bool PlainFormat(const char* p, va_list args, Output& out) {
     switch (*q) {
       case 'd': case 'i': {
         const int64_t v = wide ? va_arg(args, long long) : va_arg(args, int);
-        char* start = WriteDecimal(end, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v));
-        if (v < 0) *--start = '-';
-        out.Append(start, static_cast<size_t>(end - start));
+        AppendDecimal(out, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v), v < 0);
         break;
       }
-      case 'u': case 'x': case 'X': {
+      case 'u': {
         const uint64_t v = wide ? static_cast<uint64_t>(va_arg(args, long long)) : va_arg(args, unsigned);
-        const char* start = *q == 'u' ? WriteDecimal(end, v) : WriteHex(end, v, *q == 'X');
+        AppendDecimal(out, v, false);
+        break;
+      }
+      case 'x': case 'X': {
+        const uint64_t v = wide ? static_cast<uint64_t>(va_arg(args, long long)) : va_arg(args, unsigned);
+        const char* start = WriteHex(end, v, *q == 'X');
         out.Append(start, static_cast<size_t>(end - start));
         break;
       }
