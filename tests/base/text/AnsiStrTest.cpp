@@ -223,6 +223,21 @@ TEST(AnsiStrBuilder, BuildsWithTheFastRuleAndDetaches) {
   EXPECT_EQ(out.GetLength(), 0u);
   EXPECT_EQ(text.Find("piece,piece"), 0);
 
+  AnsiStrBuilder reserved;
+  char* room = reserved.Reserve(5);
+  ASSERT_NE(room, nullptr);
+  memcpy(room, "abcde", 5);
+  reserved.Commit(3);  // only part of the room becomes text
+  reserved.Append("!");
+  EXPECT_EQ(S(reserved.GetResult()), "abc!");
+  const AnsiStr held = reserved.GetResult();
+  room = reserved.Reserve(2000);  // a shared or small body is replaced, never written
+  ASSERT_NE(room, nullptr);
+  memset(room, 'x', 2000);
+  reserved.Commit(2000);
+  EXPECT_EQ(S(held), "abc!");
+  EXPECT_EQ(reserved.GetLength(), 2004u);
+
   AnsiStrBuilder small;
   small.Append("x");
   EXPECT_EQ(small.GetResult().GetCapacity(), AnsiStr::Imp::GetAllocSize(1024)) << "fast growth starts at 1024";
