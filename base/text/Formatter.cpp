@@ -9,14 +9,18 @@
 // several times. A directive whose conversion and modifier do not form a known class gets no
 // position and prints nothing.
 //
-// Rendering. Plain %d, %i, %u, %x, %X, %c and %s (no flags, width, precision or h) are written
-// directly; every other directive is rebuilt as a one-directive format and rendered by
-// vsnprintf in the "C" locale into a piece of bounded capacity, under a crash guard.
+// Rendering. Integers, characters, narrow strings and finite reals are laid out here (the reals'
+// digits come from the standard library's exact conversion), byte for byte as the runtime
+// library's printf lays them out in the "C" locale; the rare rest is rebuilt as a one-directive
+// format and rendered by vsnprintf in the "C" locale under a crash guard. A sequential format
+// from a va_list is formatted in one pass without building the table at all.
 #include "base/text/Formatter.h"
 
 #include <locale.h>
 
 #include <cerrno>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -119,27 +123,58 @@ constexpr char kDigitPairs[] =
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
+void WritePair(char* to, unsigned n) { memcpy(to, kDigitPairs + 2 * n, 2); }
+void WriteFour(char* to, unsigned n) {  // exactly four digits: two independent halves
+  WritePair(to, n / 100);
+  WritePair(to + 2, n % 100);
+}
+
+// WriteDecimal: the digits of value ending at end; returns their start. Eight digits at a time
+// from a 64-bit value, then four: short dependency chains, 32-bit arithmetic where it fits.
 char* WriteDecimal(char* end, uint64_t value) {
-  while (value >= 100) {
-    const unsigned pair = static_cast<unsigned>(value % 100) * 2;
-    value /= 100;
-    *--end = kDigitPairs[pair + 1];
-    *--end = kDigitPairs[pair];
+  while (value >= 100000000) {
+    const uint64_t high = value / 100000000;
+    const auto low = static_cast<uint32_t>(value - high * 100000000);
+    end -= 8;
+    WriteFour(end, low / 10000);
+    WriteFour(end + 4, low % 10000);
+    value = high;
   }
-  if (value >= 10) {
-    const unsigned pair = static_cast<unsigned>(value) * 2;
-    *--end = kDigitPairs[pair + 1];
-    *--end = kDigitPairs[pair];
+  auto n = static_cast<uint32_t>(value);
+  if (n >= 10000) {
+    end -= 4;
+    WriteFour(end, n % 10000);
+    n /= 10000;
+  }
+  if (n >= 100) {
+    end -= 2;
+    WritePair(end, n % 100);
+    n /= 100;
+  }
+  if (n >= 10) {
+    end -= 2;
+    WritePair(end, n);
   } else {
-    *--end = static_cast<char>('0' + value);
+    *--end = static_cast<char>('0' + n);
   }
   return end;
 }
 
+// DecimalDigits: the number of digits of value (1 for 0): a guess from the bit length, then
+// one comparison with a power of ten. Powers of ten are even, so value | 1 has as many digits.
+unsigned DecimalDigits(uint64_t value) {
+  static constexpr uint64_t kPowers[20] = {1ull, 10ull, 100ull, 1000ull, 10000ull, 100000ull, 1000000ull,
+      10000000ull, 100000000ull, 1000000000ull, 10000000000ull, 100000000000ull, 1000000000000ull,
+      10000000000000ull, 100000000000000ull, 1000000000000000ull, 10000000000000000ull,
+      100000000000000000ull, 1000000000000000000ull, 10000000000000000000ull};
+  value |= 1;
+  const unsigned guess = ((64 - static_cast<unsigned>(__builtin_clzll(value))) * 1233) >> 12;  // log10(2) ~ 1233/4096
+  return guess + 1 - (value < kPowers[guess] ? 1 : 0);
+}
+
 // AppendDecimal: the digits written straight into the output, the minus sign first.
 void AppendDecimal(Output& out, uint64_t value, bool negative) {
-  unsigned digits = 1;
-  for (uint64_t rest = value; rest >= 10; rest /= 10) ++digits;
+  const unsigned digits = DecimalDigits(value);
   char* to = out.Room(digits + (negative ? 1 : 0));
   if (to == nullptr) return;
   if (negative) *to++ = '-';
@@ -234,14 +269,6 @@ struct CallbackSource {
 
 // ---- Rendering ---------------------------------------------------------------------------
 
-unsigned RenderPiece(AnsiStr& out, unsigned size, const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  const unsigned length = orvvsnprintf(out, size, format, args);
-  va_end(args);
-  return length;
-}
-
 // The length of a narrow or wide string argument, measured under a crash guard; 0 when the
 // pointer faults.
 size_t GuardedLength(const void* pointer, bool wide) {
@@ -250,6 +277,254 @@ size_t GuardedLength(const void* pointer, bool wide) {
     length = wide ? wcslen(static_cast<const wchar_t*>(pointer)) : strlen(static_cast<const char*>(pointer));
   });
   return ok ? length : 0;
+}
+
+// ---- Rendering one directive -------------------------------------------------------------
+//
+// Every directive, from the table or from the one-pass path, is described by a Spec and goes
+// through RenderDirective. Integers, characters, narrow strings and finite reals are written
+// here, byte for byte as the runtime library's printf writes them in the "C" locale; the rest
+// (%p, wide characters and strings, '#' on reals, infinities and NaNs, very long precisions)
+// is rebuilt as a one-directive format and rendered by the runtime library under a crash
+// guard. Either way the piece is cut at its capacity.
+
+enum SpecFlag : uint8_t { kLeft = 1, kPlus = 2, kSpace = 4, kAlt = 8, kZero = 16 };
+
+struct Spec {
+  uint8_t flags = 0;
+  bool hasWidth = false;
+  bool hasPrecision = false;
+  uint32_t width = 0;
+  uint32_t precision = 0;
+  char modifier = 0;  // 0, 'h', 'l', 'q' or 'I'
+  uint8_t iWidth = 0;
+  char conversion = 0;
+  uint8_t valueType = 0;
+};
+
+uint8_t FlagBit(char c) {
+  switch (c) {
+    case '-': return kLeft;
+    case '+': return kPlus;
+    case ' ': return kSpace;
+    case '#': return kAlt;
+    case '0': return kZero;
+    default: return 0;
+  }
+}
+
+// Piece: one directive's text written straight into the output's room, cut at the capacity.
+class Piece {
+ public:
+  Piece(Output& out, size_t capacity) : m_out(out), m_to(out.Room(capacity)), m_room(m_to != nullptr ? capacity : 0) {}
+  void Fill(char c, size_t n) {
+    if (n > m_room - m_length) n = m_room - m_length;
+    memset(m_to + m_length, c, n);
+    m_length += n;
+  }
+  void Put(const char* text, size_t n) {
+    if (n > m_room - m_length) n = m_room - m_length;
+    memcpy(m_to + m_length, text, n);
+    m_length += n;
+  }
+  // Done: commits the text, up to a NUL when one was written (a %c of 0 ends its piece).
+  void Done(bool mayHoldNul = false) { m_out.Commit(mayHoldNul && m_length != 0 ? strnlen(m_to, m_length) : m_length); }
+
+ private:
+  Output& m_out;
+  char* m_to;
+  size_t m_room;
+  size_t m_length = 0;
+};
+
+size_t PieceCapacity(const Spec& spec) { return spec.width > kMinPiece ? spec.width : kMinPiece; }
+
+// Pad: the layout printf gives a converted value: blanks, the sign and prefix, zeros, the text,
+// blanks on the right for '-'.
+void Pad(Output& out, const Spec& spec, char sign, const char* prefix, size_t prefixLength, size_t zeros,
+         const char* text, size_t length, bool zeroPad) {
+  const size_t body = (sign != 0 ? 1 : 0) + prefixLength + zeros + length;
+  const size_t pad = spec.width > body ? spec.width - body : 0;
+  const bool left = (spec.flags & kLeft) != 0;
+  zeroPad = zeroPad && !left;
+  Piece piece(out, PieceCapacity(spec));
+  if (!left && !zeroPad) piece.Fill(' ', pad);
+  if (sign != 0) piece.Put(&sign, 1);
+  piece.Put(prefix, prefixLength);
+  if (zeroPad) piece.Fill('0', pad);
+  piece.Fill('0', zeros);
+  piece.Put(text, length);
+  if (left) piece.Fill(' ', pad);
+  piece.Done();
+}
+
+char* WriteOctal(char* end, uint64_t value) {
+  do {
+    *--end = static_cast<char>('0' + (value & 7));
+    value >>= 3;
+  } while (value != 0);
+  return end;
+}
+
+void RenderInteger(Output& out, const Spec& spec, uint64_t value) {
+  const char conversion = spec.conversion;
+  const bool wide = spec.valueType == FmtValues::kInt64;
+  bool negative = false;
+  uint64_t magnitude;
+  if (IsSigned(conversion)) {
+    const int64_t v = wide ? static_cast<int64_t>(value)
+                           : spec.modifier == 'h' ? static_cast<int16_t>(value) : static_cast<int32_t>(value);
+    negative = v < 0;
+    magnitude = negative ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v);
+  } else {
+    magnitude = wide ? value : spec.modifier == 'h' ? static_cast<uint16_t>(value) : static_cast<uint32_t>(value);
+  }
+  char digits[24];
+  char* end = digits + sizeof digits;
+  char* start = end;
+  if (magnitude != 0 || !spec.hasPrecision || spec.precision != 0) {
+    switch (conversion) {
+      case 'o': start = WriteOctal(end, magnitude); break;
+      case 'x': case 'X': start = WriteHex(end, magnitude, conversion == 'X'); break;
+      default: start = WriteDecimal(end, magnitude); break;
+    }
+  }
+  const size_t length = static_cast<size_t>(end - start);
+  size_t zeros = spec.hasPrecision && spec.precision > length ? spec.precision - length : 0;
+  if ((spec.flags & kAlt) && conversion == 'o' && zeros == 0 && (length == 0 || *start != '0')) zeros = 1;
+  char sign = 0;
+  if (IsSigned(conversion)) sign = negative ? '-' : (spec.flags & kPlus) ? '+' : (spec.flags & kSpace) ? ' ' : 0;
+  const bool prefixed = (spec.flags & kAlt) && (conversion == 'x' || conversion == 'X') && magnitude != 0;
+  Pad(out, spec, sign, conversion == 'X' ? "0X" : "0x", prefixed ? 2 : 0, zeros, start, length,
+      (spec.flags & kZero) && !spec.hasPrecision);
+}
+
+// RenderReal: a finite double in %f %e %E %g %G; false for what the runtime library must do.
+constexpr uint32_t kMaxRealPrecision = 200;
+
+bool RenderReal(Output& out, const Spec& spec, uint64_t bits) {
+  double real;
+  memcpy(&real, &bits, sizeof real);
+  if (!std::isfinite(real) || (spec.flags & kAlt) || spec.modifier == 'h') return false;
+  const uint32_t precision = spec.hasPrecision ? spec.precision : 6;
+  if (precision > kMaxRealPrecision) return false;
+  std::chars_format style = std::chars_format::fixed;
+  if (spec.conversion == 'e' || spec.conversion == 'E') style = std::chars_format::scientific;
+  if (spec.conversion == 'g' || spec.conversion == 'G') style = std::chars_format::general;
+  char text[kMaxRealPrecision + 330];  // the 309 digits of the largest double, the point, the fraction
+  const std::to_chars_result result = std::to_chars(text, text + sizeof text, std::fabs(real), style, static_cast<int>(precision));
+  if (result.ec != std::errc()) return false;
+  const size_t length = static_cast<size_t>(result.ptr - text);
+  if (spec.conversion == 'E' || spec.conversion == 'G')
+    for (size_t i = 0; i < length; ++i)
+      if (text[i] == 'e') text[i] = 'E';
+  const char sign = std::signbit(real) ? '-' : (spec.flags & kPlus) ? '+' : (spec.flags & kSpace) ? ' ' : 0;
+  Pad(out, spec, sign, "", 0, 0, text, length, (spec.flags & kZero) != 0);
+  return true;
+}
+
+// RenderString: a narrow %s, never cut; false when the text faults while it is measured.
+bool RenderString(Output& out, const Spec& spec, const char* text) {
+  size_t length = 0;
+  if (!CallGuarded("FmtMeasure", [&] { length = spec.hasPrecision ? strnlen(text, spec.precision) : strlen(text); }))
+    return false;
+  const size_t pad = spec.width > length ? spec.width - length : 0;
+  Piece piece(out, length + pad > 0x7FFFFFF0u ? 0x7FFFFFF0u : length + pad);
+  if (!(spec.flags & kLeft)) piece.Fill(' ', pad);
+  piece.Put(text, length);
+  if (spec.flags & kLeft) piece.Fill(' ', pad);
+  piece.Done();
+  return true;
+}
+
+void RenderChar(Output& out, const Spec& spec, uint64_t value) {
+  const char c = static_cast<char>(value);
+  const size_t pad = spec.width > 1 ? spec.width - 1 : 0;
+  Piece piece(out, PieceCapacity(spec));
+  if (!(spec.flags & kLeft)) piece.Fill(' ', pad);
+  piece.Put(&c, 1);
+  if (spec.flags & kLeft) piece.Fill(' ', pad);
+  piece.Done(true);
+}
+
+// RenderBySystem: the directive rebuilt as a format of its own and rendered by the runtime
+// library in the "C" locale, under a crash guard.
+void RenderBySystem(Output& out, CLocaleScope& locale, const Spec& spec, uint64_t value) {
+  const void* pointer = reinterpret_cast<const void*>(static_cast<uintptr_t>(value));
+  const bool stringArgument = spec.conversion == 's' || spec.conversion == 'S';
+  char format[64];
+  char* f = format;
+  *f++ = '%';
+  for (const char flag : {'-', '+', ' ', '#', '0'})
+    if (spec.flags & FlagBit(flag)) *f++ = flag;
+  if (spec.hasWidth) f += snprintf(f, 12, "%u", spec.width);
+  if (spec.hasPrecision) f += snprintf(f, 13, ".%u", spec.precision);
+  if (spec.modifier == 'I') {
+    if (spec.iWidth == 32) *f++ = 'l';
+    else if (spec.iWidth == 64) *f++ = 'q';
+  } else if (spec.modifier != 0) {
+    *f++ = spec.modifier;
+  }
+  *f++ = spec.conversion;
+  *f = 0;
+  unsigned capacity = static_cast<unsigned>(PieceCapacity(spec));
+  if (stringArgument) {
+    const size_t length = GuardedLength(pointer, spec.conversion == 'S' || spec.modifier == 'l');
+    if (length > capacity) capacity = length > 0x7FFFFFF0u ? 0x7FFFFFF0u : static_cast<unsigned>(length);
+  }
+  locale.Enter();
+  char* room = out.Room(capacity);
+  if (room == nullptr) return;  // the output has failed for good
+  int written = -1;
+  const bool completed = CallGuarded("orvvsnprintf", [&] {
+    switch (spec.valueType) {
+      case FmtValues::kInt32: written = snprintf(room, capacity + size_t{1}, format, static_cast<int>(value)); break;
+      case FmtValues::kInt64: written = snprintf(room, capacity + size_t{1}, format, static_cast<long long>(value)); break;
+      case FmtValues::kDouble: {
+        double real;
+        memcpy(&real, &value, sizeof real);
+        written = snprintf(room, capacity + size_t{1}, format, real);
+        break;
+      }
+      default: written = snprintf(room, capacity + size_t{1}, format, pointer); break;
+    }
+  });
+  if (completed && written >= 0) out.Commit(strnlen(room, capacity));  // up to the terminator, as a piece is taken
+  else out.Append("(error)", 7);
+}
+
+void RenderDirective(Output& out, CLocaleScope& locale, const Spec& spec, uint64_t value) {
+  switch (spec.conversion) {
+    case 'd': case 'i': case 'o': case 'u': case 'x': case 'X':
+      RenderInteger(out, spec, value);
+      return;
+    case 'e': case 'E': case 'f': case 'g': case 'G':
+      if (RenderReal(out, spec, value)) return;
+      break;
+    case 'c':
+      if (spec.modifier != 0) break;
+      RenderChar(out, spec, value);
+      return;
+    case 's': {
+      const char* text = reinterpret_cast<const char*>(static_cast<uintptr_t>(value));
+      if (text == nullptr) {
+        out.Append("(null)", 6);
+        return;
+      }
+      if (spec.modifier != 0) break;
+      if (!RenderString(out, spec, text)) out.Append("(error)", 7);
+      return;
+    }
+    case 'S':
+      if (value == 0) {
+        out.Append("(null)", 6);
+        return;
+      }
+      break;
+    default:
+      break;
+  }
+  RenderBySystem(out, locale, spec, value);
 }
 
 }  // namespace
@@ -475,114 +750,17 @@ AnsiStr FmtTable::GetStr() {
     const Record* record = m_table[r];
     out.Append(record->literal, record->literalLength);
     if (!record->isDirective || !record->hasValue) continue;
-    const char conversion = record->conversion;
-    const bool plain = record->flagCount == 0 && record->widthAbsent && record->precisionAbsent && record->modifier != 'h';
-    char digits[24];
-    char* end = digits + sizeof digits;
-    if (plain) {  // the fast paths: byte for byte what the general path prints
-      switch (conversion) {
-        case 'd': case 'i': {
-          const bool i64 = record->valueType == FmtValues::kInt64 || record->modifier == 'I';
-          const int64_t v = i64 ? static_cast<int64_t>(record->value) : static_cast<int32_t>(record->value);
-          char* start = WriteDecimal(end, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v));
-          if (v < 0) *--start = '-';
-          out.Append(start, static_cast<size_t>(end - start));
-          continue;
-        }
-        case 'u': case 'x': case 'X': {
-          const char* start = conversion == 'u' ? WriteDecimal(end, record->value) : WriteHex(end, record->value, conversion == 'X');
-          out.Append(start, static_cast<size_t>(end - start));
-          continue;
-        }
-        case 'c':
-          if (record->modifier == 0) {
-            const char c = static_cast<char>(record->value);
-            if (c != 0) out.Append(&c, 1);  // a NUL ends the piece: nothing
-            continue;
-          }
-          break;
-        case 's':
-          if (record->modifier == 0) {
-            const char* text = reinterpret_cast<const char*>(static_cast<uintptr_t>(record->value));
-            if (text == nullptr) {
-              out.Append("(null)", 6);
-              continue;
-            }
-            size_t length = 0;
-            if (CallGuarded("FmtMeasure", [&] { length = strlen(text); })) {
-              out.Append(text, length);  // a plain %s piece is never cut: it holds the whole text
-              continue;
-            }
-          }
-          break;
-        default:
-          break;
-      }
-    }
-    // The general path: rebuild a one-directive format and render it into a bounded piece.
-    const bool stringArgument = conversion == 's' || conversion == 'S';
-    const void* pointer = reinterpret_cast<const void*>(static_cast<uintptr_t>(record->value));
-    if (stringArgument && pointer == nullptr) {
-      out.Append("(null)", 6);
-      continue;
-    }
-    char format[64];
-    char* f = format;
-    *f++ = '%';
-    memcpy(f, record->flags, record->flagCount);
-    f += record->flagCount;
-    if (!record->widthAbsent && record->width != kUnknown) f += snprintf(f, 12, "%u", record->width);
-    if (!record->precisionAbsent && record->precision != kUnknown) f += snprintf(f, 13, ".%u", record->precision);
-    if (record->modifier == 'I') {
-      if (record->iWidth == 32) *f++ = 'l';
-      else if (record->iWidth == 64) *f++ = 'q';
-    } else if (record->modifier != 0) {
-      *f++ = record->modifier;
-    }
-    *f++ = conversion;
-    *f = 0;
-    const unsigned width = record->widthAbsent || record->width == kUnknown ? 0 : record->width;
-    unsigned capacity = width > kMinPiece ? width : kMinPiece;
-    if (stringArgument) {
-      const size_t length = GuardedLength(pointer, conversion == 'S' || record->modifier == 'l');
-      if (length > capacity) capacity = length > 0x7FFFFFF0u ? 0x7FFFFFF0u : static_cast<unsigned>(length);
-    }
-    locale.Enter();
-    if (char* room = out.Room(capacity)) {  // render straight into the output when it has room
-      int written = -1;
-      const bool completed = CallGuarded("orvvsnprintf", [&] {
-        switch (record->valueType) {
-          case FmtValues::kInt32: written = snprintf(room, capacity + size_t{1}, format, static_cast<int>(record->value)); break;
-          case FmtValues::kInt64: written = snprintf(room, capacity + size_t{1}, format, static_cast<long long>(record->value)); break;
-          case FmtValues::kDouble: {
-            double real;
-            memcpy(&real, &record->value, sizeof real);
-            written = snprintf(room, capacity + size_t{1}, format, real);
-            break;
-          }
-          default: written = snprintf(room, capacity + size_t{1}, format, pointer); break;
-        }
-      });
-      if (completed && written >= 0) {
-        out.Commit(strnlen(room, capacity));  // up to the terminator, as a piece is taken
-      } else {
-        out.Append("(error)", 7);
-      }
-      continue;
-    }
-    AnsiStr piece;
-    switch (record->valueType) {
-      case FmtValues::kInt32: RenderPiece(piece, capacity, format, static_cast<int>(record->value)); break;
-      case FmtValues::kInt64: RenderPiece(piece, capacity, format, static_cast<long long>(record->value)); break;
-      case FmtValues::kDouble: {
-        double real;
-        memcpy(&real, &record->value, sizeof real);
-        RenderPiece(piece, capacity, format, real);
-        break;
-      }
-      default: RenderPiece(piece, capacity, format, pointer); break;
-    }
-    out.Append(piece.GetStr(), piece.GetLength());
+    Spec spec;
+    for (unsigned i = 0; i < record->flagCount; ++i) spec.flags |= FlagBit(record->flags[i]);
+    spec.hasWidth = !record->widthAbsent && record->width != kUnknown;
+    spec.width = spec.hasWidth ? record->width : 0;
+    spec.hasPrecision = !record->precisionAbsent && record->precision != kUnknown;
+    spec.precision = spec.hasPrecision ? record->precision : 0;
+    spec.modifier = record->modifier;
+    spec.iWidth = record->iWidth;
+    spec.conversion = record->conversion;
+    spec.valueType = record->valueType;
+    RenderDirective(out, locale, spec, record->value);
   }
   return out.Result();
 }
@@ -591,117 +769,109 @@ AnsiStr FmtTable::GetStr() {
 
 namespace {
 
-// PlainFormat: formats in one pass when every directive is a plain %d %i %u %x %X %c or %s
-// (modifiers l ll q j z t L I32 I64 allowed on the integers) or %%; false as soon as anything
-// else appears, and the caller starts over with the table. The renderings are those of the
-// table's fast paths, so the two paths print the same bytes.
-// IsPlainFormat: the same grammar check without fetching or printing anything, so a format
-// that needs the table costs one quick scan, not a half-finished rendering.
-bool IsPlainFormat(const char* p) {
+// OnePass: formats a sequential format straight from the va_list, each directive rendered by
+// RenderDirective as the table would render it. It returns false for what only the table
+// knows how to do (argument positions, a conversion or modifier combination that prints
+// nothing, a * followed by digits, more than 127 directives); the caller then starts over with
+// the table on its own copy of the list.
+bool OnePass(const char* p, va_list args, Output& out, CLocaleScope& locale) {
   unsigned directives = 0;
-  for (p = strchr(p, '%'); p != nullptr; p = strchr(p, '%')) {
-    if (p[1] == '%') {
-      p += 2;
-      continue;
-    }
-    if (++directives > FmtTable::kMaxDirectives) return false;
-    const char* q = p + 1;
-    switch (*q) {
-      case 'l': q += q[1] == 'l' ? 2 : 1; break;
-      case 'q': case 'j': case 'z': case 't': case 'L': ++q; break;
-      case 'I':
-        if (!((q[1] == '6' && q[2] == '4') || (q[1] == '3' && q[2] == '2'))) return false;
-        q += 3;
-        break;
-      default: break;
-    }
-    switch (*q) {
-      case 'd': case 'i': case 'u': case 'x': case 'X': break;
-      case 'c': case 's':
-        if (q != p + 1) return false;
-        break;
-      default:
-        return false;
-    }
-    p = q + 1;
-  }
-  return true;
-}
-
-bool PlainFormat(const char* p, va_list args, Output& out) {
-  unsigned directives = 0;
-  const char* literal = p;
-  while (*p != 0) {
-    if (*p != '%') {
-      ++p;
-      continue;
-    }
+  for (;;) {
+    const char* literal = p;
+    while (*p != 0 && *p != '%') ++p;
     out.Append(literal, static_cast<size_t>(p - literal));
+    if (*p == 0) return true;
     if (p[1] == '%') {
       out.Append("%", 1);
       p += 2;
-      literal = p;
       continue;
     }
     if (++directives > FmtTable::kMaxDirectives) return false;
     const char* q = p + 1;
-    bool wide = false;
+    Spec spec;
+    uint32_t position = 0;
+    if (ReadPosition(q, position)) return false;
+    while (const uint8_t bit = FlagBit(*q)) {
+      spec.flags |= bit;
+      ++q;
+    }
+    if (*q == '*') {
+      if (*++q >= '0' && *q <= '9') return false;
+      const int width = va_arg(args, int);
+      spec.hasWidth = true;
+      if (width < 0) spec.flags |= kLeft;  // a negative width is a '-' flag and its magnitude
+      spec.width = width < 0 ? static_cast<uint32_t>(-static_cast<int64_t>(width)) : static_cast<uint32_t>(width);
+    } else {
+      spec.hasWidth = ReadNumber(q, spec.width);
+    }
+    if (*q == '.') {
+      spec.hasPrecision = true;
+      if (*++q == '*') {
+        if (*++q >= '0' && *q <= '9') return false;
+        const int precision = va_arg(args, int);
+        spec.hasPrecision = precision >= 0;  // a negative precision is taken as none
+        spec.precision = precision >= 0 ? static_cast<uint32_t>(precision) : 0;
+      } else if (!ReadNumber(q, spec.precision)) {
+        spec.precision = 0;  // "." alone is a precision of 0
+      }
+    }
     switch (*q) {
-      case 'l': wide = true; q += q[1] == 'l' ? 2 : 1; break;
-      case 'q': case 'j': case 'z': case 't': case 'L': wide = true; ++q; break;
-      case 'I':
-        if (q[1] == '6' && q[2] == '4') wide = true;
-        else if (!(q[1] == '3' && q[2] == '2')) return false;
-        q += 3;
+      case 'h': spec.modifier = 'h'; q += q[1] == 'h' ? 2 : 1; break;
+      case 'l': spec.modifier = q[1] == 'l' ? 'q' : 'l'; q += q[1] == 'l' ? 2 : 1; break;
+      case 'L': case 'q': case 'j': case 'z': case 't': spec.modifier = 'q'; ++q; break;
+      case 'I': {
+        uint32_t bits = 0;
+        ++q;
+        if (ReadNumber(q, bits)) {
+          spec.modifier = 'I';
+          spec.iWidth = bits < 256 ? static_cast<uint8_t>(bits) : 0;
+        } else {
+          spec.modifier = 'q';
+        }
         break;
+      }
       default: break;
     }
-    const bool i32 = q[-1] == '2' && q - p == 4;  // I32: a 32-bit value widened to 64 bits
-    char digits[24];
-    char* end = digits + sizeof digits;
-    switch (*q) {
-      case 'd': case 'i': {
-        const int64_t v = wide ? va_arg(args, long long) : va_arg(args, int);
-        AppendDecimal(out, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v), v < 0);
+    if (!IsConversion(*q)) return false;
+    spec.conversion = *q;
+    spec.valueType = ValueClass(spec.conversion, spec.modifier, spec.iWidth);
+    uint64_t value = 0;
+    switch (spec.valueType) {
+      case FmtValues::kInt32: {
+        const int v = va_arg(args, int);
+        value = IsSigned(spec.conversion) ? static_cast<uint64_t>(static_cast<int64_t>(v)) : static_cast<uint32_t>(v);
         break;
       }
-      case 'u': {
-        const uint64_t v = wide ? static_cast<uint64_t>(va_arg(args, long long)) : va_arg(args, unsigned);
-        AppendDecimal(out, v, false);
+      case FmtValues::kInt64: value = static_cast<uint64_t>(va_arg(args, long long)); break;
+      case FmtValues::kDouble: {
+        const double real = va_arg(args, double);
+        memcpy(&value, &real, sizeof value);
         break;
       }
-      case 'x': case 'X': {
-        const uint64_t v = wide ? static_cast<uint64_t>(va_arg(args, long long)) : va_arg(args, unsigned);
-        const char* start = WriteHex(end, v, *q == 'X');
-        out.Append(start, static_cast<size_t>(end - start));
-        break;
-      }
-      case 'c': {
-        if (wide || i32 || q != p + 1) return false;
-        const char c = static_cast<char>(va_arg(args, int));
-        if (c != 0) out.Append(&c, 1);
-        break;
-      }
-      case 's': {
-        if (q != p + 1) return false;
-        const char* text = va_arg(args, const char*);
-        if (text == nullptr) {
-          out.Append("(null)", 6);
-          break;
-        }
-        size_t length = 0;
-        if (!CallGuarded("FmtMeasure", [&] { length = strlen(text); })) return false;  // the table prints "(error)"
-        out.Append(text, length);
-        break;
-      }
-      default:
-        return false;
+      case FmtValues::kPointer: value = reinterpret_cast<uintptr_t>(va_arg(args, const void*)); break;
+      default: return false;
     }
     p = q + 1;
-    literal = p;
+    // The commonest directives, plain %d %i %u %x %X, skip the layout altogether.
+    if (spec.flags == 0 && !spec.hasWidth && !spec.hasPrecision && spec.modifier != 'h') {
+      if (IsSigned(spec.conversion)) {
+        const int64_t v = static_cast<int64_t>(value);
+        AppendDecimal(out, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v), v < 0);
+        continue;
+      }
+      if (spec.conversion == 'u') {
+        AppendDecimal(out, value, false);
+        continue;
+      }
+      if (spec.conversion == 'x' || spec.conversion == 'X') {
+        char digits[16];
+        const char* start = WriteHex(digits + sizeof digits, value, spec.conversion == 'X');
+        out.Append(start, static_cast<size_t>(digits + sizeof digits - start));
+        continue;
+      }
+    }
+    RenderDirective(out, locale, spec, value);
   }
-  out.Append(literal, static_cast<size_t>(p - literal));
-  return true;
 }
 
 }  // namespace
@@ -710,13 +880,14 @@ bool PlainFormat(const char* p, va_list args, Output& out) {
 
 AnsiStr FmtList(const char* format, va_list args) {
   if (format == nullptr) return AnsiStr();
-  if (IsPlainFormat(format)) {
+  {
     Output out;
+    CLocaleScope locale;
     va_list copy;
     va_copy(copy, args);
-    const bool plain = PlainFormat(format, copy, out);
+    const bool done = OnePass(format, copy, out, locale);
     va_end(copy);
-    if (plain) return out.Result();
+    if (done) return out.Result();
   }
   FmtTable table;
   if (!table.Build(format) || !table.Fill(args)) return AnsiStr();

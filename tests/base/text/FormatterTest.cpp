@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <clocale>
+#include <cstring>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -93,22 +95,74 @@ TEST(Formatter, RendersInTheCLocale) {
   setlocale(LC_NUMERIC, "C");
 }
 
-// The fast paths print byte for byte what the runtime's formatter prints in the "C" locale.
-TEST(Formatter, FastPathsMatchTheGeneralPath) {
+// Every directive the formatter lays out itself prints byte for byte what the runtime's
+// printf prints in the "C" locale, cut at the piece's bound, through both the one-pass path
+// (FmtArgs) and the table (the callback form).
+struct Argument {
+  unsigned type;
+  int64_t integer;
+  double real;
+  const char* text;
+};
+bool FetchArgument(unsigned, unsigned type, FmtValues& value, const void* context) {
+  const Argument* a = static_cast<const Argument*>(context);
+  if (type != a->type) return false;
+  value.int32 = static_cast<int32_t>(a->integer);
+  value.int64 = a->integer;
+  value.real = a->real;
+  value.pointer = a->text;
+  return true;
+}
+
+TEST(Formatter, LayoutMatchesTheRuntimeFormatter) {
   std::mt19937_64 random(7);
-  for (int i = 0; i < 2000; ++i) {
-    const uint64_t bits = random();
-    const int32_t small = static_cast<int32_t>(bits);
-    const int64_t wide = static_cast<int64_t>(bits >> (random() % 64));
-    char expected[128];
-    snprintf(expected, sizeof expected, "%d %i %u %x %X %lld %llx %llu %c", small, small, static_cast<unsigned>(small),
-             static_cast<unsigned>(small), static_cast<unsigned>(small), static_cast<long long>(wide),
-             static_cast<unsigned long long>(wide), static_cast<unsigned long long>(wide), 'a' + static_cast<int>(bits % 26));
-    EXPECT_EQ(F(FmtArgs("%d %i %u %x %X %lld %llx %llu %c", small, small, static_cast<unsigned>(small),
-                        static_cast<unsigned>(small), static_cast<unsigned>(small), static_cast<long long>(wide),
-                        static_cast<unsigned long long>(wide), static_cast<unsigned long long>(wide),
-                        'a' + static_cast<int>(bits % 26))),
-              expected);
+  const char* modifiers[] = {"", "h", "l", "ll", "I64", "I32"};
+  const char* texts[] = {"", "x", "component", "caf\xC3\xA9 au lait"};
+  const double reals[] = {0.0, -0.0, 0.5, 1.5, 2.5, -3.14159265, 1e-7, 123456.789, 9.9999999, 1e22, -1e300, 5e-324,
+                          0.1, 1234567890123.0, 0.000123456};
+  for (int i = 0; i < 20000; ++i) {
+    std::string spec = "%";
+    for (const char flag : {'-', '+', ' ', '#', '0'})
+      if (random() % 4 == 0) spec += flag;
+    const int width = random() % 3 == 0 ? -1 : static_cast<int>(random() % 3 == 0 ? 130 + random() % 4 : random() % 14);
+    if (width >= 0) spec += std::to_string(width);
+    const int precision = random() % 3 == 0 ? -1 : static_cast<int>(random() % 5 == 0 ? 140 : random() % 20);
+    if (precision >= 0) spec += random() % 8 == 0 && precision == 0 ? "." : "." + std::to_string(precision);
+    const char conversion = "diuoxXcseEfgG"[random() % 13];
+    std::string ours = spec, theirs = spec;
+    Argument a{FmtValues::kInt32, static_cast<int64_t>(random()) >> (random() % 64), reals[random() % 15], texts[random() % 4]};
+    if (random() % 3 == 0) a.real = std::ldexp(static_cast<double>(random() % 1000000) - 500000, static_cast<int>(random() % 80) - 60);
+    char expected[512];
+    if (strchr("diuoxX", conversion) != nullptr) {
+      const std::string modifier = modifiers[random() % 6];
+      const bool wide = modifier == "l" || modifier == "ll" || modifier == "I64";
+      ours += modifier + conversion;
+      theirs += (wide ? "ll" : modifier == "h" ? "h" : "") + std::string(1, conversion);
+      a.type = wide ? FmtValues::kInt64 : FmtValues::kInt32;
+      if (wide) snprintf(expected, sizeof expected, theirs.c_str(), static_cast<long long>(a.integer));
+      else snprintf(expected, sizeof expected, theirs.c_str(), static_cast<int>(a.integer));
+    } else if (conversion == 'c') {
+      ours += conversion;
+      a.integer = random() % 5 == 0 ? 0 : 'a' + static_cast<int>(random() % 26);
+      snprintf(expected, sizeof expected, ours.c_str(), static_cast<int>(a.integer));
+    } else if (conversion == 's') {
+      ours += conversion;
+      a.type = FmtValues::kPointer;
+      snprintf(expected, sizeof expected, ours.c_str(), a.text);
+    } else {
+      ours += conversion;
+      a.type = FmtValues::kDouble;
+      snprintf(expected, sizeof expected, ours.c_str(), a.real);
+    }
+    std::string want(expected, strnlen(expected, sizeof expected));
+    if (conversion != 's') want = want.substr(0, std::max(width, 128));
+    const std::string format = "<" + ours + ">";
+    const std::string onePass = a.type == FmtValues::kDouble ? F(FmtArgs(format.c_str(), a.real))
+                                : a.type == FmtValues::kPointer ? F(FmtArgs(format.c_str(), a.text))
+                                : a.type == FmtValues::kInt64 ? F(FmtArgs(format.c_str(), static_cast<long long>(a.integer)))
+                                                               : F(FmtArgs(format.c_str(), static_cast<int>(a.integer)));
+    ASSERT_EQ(onePass, "<" + want + ">") << format << " " << a.integer << " " << a.real;
+    ASSERT_EQ(F(FmtList(format.c_str(), &FetchArgument, &a)), onePass) << format;
   }
 }
 
