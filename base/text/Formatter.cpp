@@ -172,14 +172,15 @@ unsigned DecimalDigits(uint64_t value) {
   return guess + 1 - (value < kPowers[guess] ? 1 : 0);
 }
 
-// AppendDecimal: the digits written straight into the output, the minus sign first.
+// AppendDecimal: the digits written straight into the output, the minus sign first. (Digits
+// written to a scratch buffer and copied in one wide move would stall on store forwarding.)
 void AppendDecimal(Output& out, uint64_t value, bool negative) {
-  const unsigned digits = DecimalDigits(value);
-  char* to = out.Room(digits + (negative ? 1 : 0));
+  const unsigned length = DecimalDigits(value) + (negative ? 1 : 0);
+  char* to = out.Room(length);
   if (to == nullptr) return;
-  if (negative) *to++ = '-';
-  WriteDecimal(to + digits, value);
-  out.Commit(digits + (negative ? 1 : 0));
+  *to = '-';  // overwritten by the first digit when the value is not negative
+  WriteDecimal(to + length, value);
+  out.Commit(length);
 }
 
 char* WriteHex(char* end, uint64_t value, bool upper) {
@@ -787,6 +788,27 @@ bool OnePass(const char* p, va_list args, Output& out, CLocaleScope& locale) {
       continue;
     }
     if (++directives > FmtTable::kMaxDirectives) return false;
+    switch (p[1]) {  // the commonest directives, a bare %d %i %u %x %X, need no parsing
+      case 'd': case 'i': {
+        const int v = va_arg(args, int);
+        AppendDecimal(out, v < 0 ? 0 - static_cast<uint64_t>(static_cast<int64_t>(v)) : static_cast<uint64_t>(v), v < 0);
+        p += 2;
+        continue;
+      }
+      case 'u':
+        AppendDecimal(out, va_arg(args, unsigned), false);
+        p += 2;
+        continue;
+      case 'x': case 'X': {
+        char digits[16];
+        const char* start = WriteHex(digits + sizeof digits, va_arg(args, unsigned), p[1] == 'X');
+        out.Append(start, static_cast<size_t>(digits + sizeof digits - start));
+        p += 2;
+        continue;
+      }
+      default:
+        break;
+    }
     const char* q = p + 1;
     Spec spec;
     uint32_t position = 0;
@@ -878,6 +900,14 @@ bool OnePass(const char* p, va_list args, Output& out, CLocaleScope& locale) {
 
 // ---- Entry points ------------------------------------------------------------------------
 
+namespace {
+AnsiStr FormatByTable(const char* format, va_list args) {
+  FmtTable table;
+  if (!table.Build(format) || !table.Fill(args)) return AnsiStr();
+  return table.GetStr();
+}
+}  // namespace
+
 AnsiStr FmtList(const char* format, va_list args) {
   if (format == nullptr) return AnsiStr();
   {
@@ -889,9 +919,7 @@ AnsiStr FmtList(const char* format, va_list args) {
     va_end(copy);
     if (done) return out.Result();
   }
-  FmtTable table;
-  if (!table.Build(format) || !table.Fill(args)) return AnsiStr();
-  return table.GetStr();
+  return FormatByTable(format, args);
 }
 
 AnsiStr FmtList(const char* format, FmtFetch fetch, const void* context) {
@@ -900,10 +928,22 @@ AnsiStr FmtList(const char* format, FmtFetch fetch, const void* context) {
   return table.GetStr();
 }
 
+// FmtArgs starts its list twice rather than copying it: a copy of a list just started reads
+// back, in one wide load, fields that were stored one by one, and waits for them.
 AnsiStr FmtArgs(const char* format, ...) {
+  if (format == nullptr) return AnsiStr();
+  {
+    Output out;
+    CLocaleScope locale;
+    va_list args;
+    va_start(args, format);
+    const bool done = OnePass(format, args, out, locale);
+    va_end(args);
+    if (done) return out.Result();
+  }
   va_list args;
   va_start(args, format);
-  AnsiStr out = FmtList(format, args);
+  AnsiStr out = FormatByTable(format, args);
   va_end(args);
   return out;
 }
