@@ -35,6 +35,13 @@ inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057u);
 inline constexpr unsigned HRESULT_FACILITY(HRESULT hr) { return (static_cast<uint32_t>(hr) >> 16) & 0x1FFF; }
 inline constexpr unsigned FACILITY_SYSTEM_ERROR = 7;
 
+// HRESULT_FROM_ERRNO: the rule that wraps a system error number: 0 stays S_OK, any other number
+// e becomes 0x80070000 | (e & 0xFFFF). OrvGuiBase::HResultFromError (base/core/LastError.h)
+// applies it at run time; fixed codes are made with it at compile time.
+constexpr HRESULT HRESULT_FROM_ERRNO(int error) {
+  return error == 0 ? 0 : static_cast<HRESULT>(0x80070000u | (static_cast<uint32_t>(error) & 0xFFFFu));
+}
+
 // tagGUID: a 128-bit class or interface identifier, laid out as on the platform.
 struct tagGUID {
   uint32_t Data1;

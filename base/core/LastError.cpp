@@ -32,10 +32,7 @@ AnsiStr GetLastErrorMessage() {
   return message;
 }
 
-HRESULT HResultFromError(int error) {
-  if (error == 0) return S_OK;
-  return static_cast<HRESULT>(0x80070000u | (static_cast<uint32_t>(error) & 0xFFFFu));
-}
+HRESULT HResultFromError(int error) { return HRESULT_FROM_ERRNO(error); }
 
 HRESULT HResultFromLastError() {
   const int error = errno;

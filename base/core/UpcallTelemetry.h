@@ -13,6 +13,9 @@ inline constexpr int APM_EVENT_LOCK_CONTENTION = 60;  // value 1 waiting, 2 acqu
 // A stat made by directory iteration for an entry of unknown type: value 1 before, 2 after;
 // the parameter is the path.
 inline constexpr int APM_EVENT_FILE_STAT = 70;
+// A system call of the streams on a file (open, read, write, seek, size, sync, map, close): value
+// 1 before, 2 after; the parameters are the call's name and the path.
+inline constexpr int APM_EVENT_FILE_CALL = 71;
 
 // APMIsModuleActive: whether events of the module are delivered (nonzero when active).
 ORVGUI_C_API int APMIsModuleActive(int module);

@@ -23,7 +23,8 @@ const char kUsage[] =
     "load-time set-up, last errors and their texts, error objects, per-thread records and\n"
     "thread-exit handlers, critical sections with contention telemetry, timed locks and their\n"
     "threshold event, crash guards, strings on the particle allocator, a named mutex shared by\n"
-    "two threads, and code pages. The text is for people, not scripts.\n"
+    "two threads, code pages, and a text file written and read back through the streams. The\n"
+    "text is for people, not scripts.\n"
     "\n"
     "Exit status: 0 when every step behaved as shown, 1 otherwise, 2 for a usage error.\n";
 
@@ -235,6 +236,33 @@ void ShowCodePages() {
   Check(unsupported == 0 && GetLastError() == 38, "an unsupported code page fails with ENOSYS");
 }
 
+void ShowStreams() {
+  Step("11. Files and streams");
+  TempFile file;
+  if (!file.Create()) {
+    Check(false, "a temporary file can be made");
+    return;
+  }
+  WriteStream out(file, kWriteBinary);
+  out.WriteBOM(kEncodingUTF8Mark);
+  out.WriteFmt("%I64d bytes\r\nsecond line\n", int64_t{1} << 40);
+  Check(out.Close(), "a text file written with a UTF-8 mark");
+  ReadStream in(file, kReadDetect);
+  AnsiStr line;
+  in.ReadLn(line);
+  printf("   read back: encoding %u, first line \"%s\"\n", in.GetEncoding(), line.GetStr());
+  Check(in.GetEncoding() == kEncodingUTF8Mark && line == "1099511627776 bytes", "the mark is found and skipped");
+  IStream* stream = nullptr;
+  char buffer[64];
+  ULONG got = 0;
+  const bool opened = SUCCEEDED(DiskFileStream::Create(&stream, file, DiskFile::kReadOnly, 0));
+  const HRESULT hr = opened ? stream->Read(buffer, sizeof buffer, &got) : E_FAIL;
+  printf("   as an IStream: a read of %u bytes answers 0x%08X with %u bytes\n", static_cast<unsigned>(sizeof buffer),
+         static_cast<unsigned>(hr), static_cast<unsigned>(got));
+  Check(hr == S_FALSE && got == 36, "the read that reaches the end says so with its bytes");
+  if (opened) stream->Release();
+}
+
 int Run(int argc, char** argv) {
   if (argc > 1) return UsageError("demo", "unexpected argument '%s'", argv[1]);
   printf("liborvgui %s demo\n", GetLibraryVersion());
@@ -248,6 +276,7 @@ int Run(int argc, char** argv) {
   ShowStrings();
   ShowNamedMutex();
   ShowCodePages();
+  ShowStreams();
   printf("\n%s\n", g_failures == 0 ? "demo complete" : "demo found problems");
   return g_failures == 0 ? kExitSuccess : Fail("demo", "%d step(s) did not behave as shown", g_failures);
 }

@@ -121,15 +121,35 @@ ssize_t Read(int fd, void* buffer, size_t size) {
   return RetryOnInterrupt([&] { return ::read(fd, buffer, size); });
 }
 
-bool WriteAll(int fd, const void* data, size_t size) {
+ssize_t Write(int fd, const void* data, size_t size) {
+  return RetryOnInterrupt([&] { return ::write(fd, data, size); });
+}
+
+off_t Seek(int fd, off_t offset, int whence) { return ::lseek(fd, offset, whence); }
+
+int TruncateFile(int fd, off_t size) {
+  return RetryOnInterrupt([&] { return ::ftruncate(fd, size); });
+}
+
+int Sync(int fd) {
+  return RetryOnInterrupt([&] { return ::fsync(fd); });
+}
+
+bool WriteAll(int fd, const void* data, size_t size, size_t* written) {
   const char* at = static_cast<const char*>(data);
-  while (size > 0) {
-    const ssize_t written = RetryOnInterrupt([&] { return ::write(fd, at, size); });
-    if (written <= 0) return false;
-    at += written;
-    size -= static_cast<size_t>(written);
+  size_t done = 0;
+  bool ok = true;
+  while (done < size) {
+    const ssize_t count = Write(fd, at + done, size - done);
+    if (count <= 0) {
+      if (count == 0) errno = ENOSPC;  // a device that takes nothing is full
+      ok = false;
+      break;
+    }
+    done += static_cast<size_t>(count);
   }
-  return true;
+  if (written != nullptr) *written = done;
+  return ok;
 }
 
 bool ReadFile(const char* path, std::string& content) {

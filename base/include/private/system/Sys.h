@@ -36,8 +36,15 @@ int ChangeMode(int fd, mode_t mode);
 // Flock: flock(2); a blocking request waits again after a signal.
 int Flock(int fd, int operation);
 ssize_t Read(int fd, void* buffer, size_t size);
-// WriteAll: writes every byte (retrying short writes); false on failure.
-bool WriteAll(int fd, const void* data, size_t size);
+// Write: one write(2), repeated only when interrupted; the count may be short.
+ssize_t Write(int fd, const void* data, size_t size);
+// Seek: lseek(2). TruncateFile: ftruncate(2). Sync: fsync(2).
+off_t Seek(int fd, off_t offset, int whence);
+int TruncateFile(int fd, off_t size);
+int Sync(int fd);
+// WriteAll: writes every byte (going on after short writes); false on failure, with ENOSPC when
+// a write takes nothing. The bytes written go to *written when it is not null.
+bool WriteAll(int fd, const void* data, size_t size, size_t* written = nullptr);
 // ReadFile: the whole content of a (small, possibly /proc) file; false on failure.
 bool ReadFile(const char* path, std::string& content);
 // ReadLink: the target of a symbolic link; false on failure.

@@ -14,6 +14,12 @@ inline constexpr char kUpperHex[] = "0123456789ABCDEF";
 inline bool IsContinuation(unsigned char b) { return (b & 0xC0) == 0x80; }
 inline bool IsContinuation(char c) { return IsContinuation(static_cast<unsigned char>(c)); }
 
+// SequenceLength: the bytes of the UTF-8 character that a lead byte starts (1 to 4), 0 for a
+// byte that starts none (a continuation byte).
+inline unsigned SequenceLength(unsigned char lead) {
+  return lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 0;
+}
+
 // HexValue: the value of a hexadecimal digit of either case, -1 for any other byte.
 inline int HexValue(unsigned char b) {
   if (b >= '0' && b <= '9') return b - '0';
