@@ -228,7 +228,22 @@ AnsiStr& AnsiStr::Splice(uint32_t pos, uint32_t remove, AnsiSubStr text, uint32_
   return *this;
 }
 
-AnsiStr& AnsiStr::Set(AnsiSubStr text, uint32_t n) { return Splice(0, GetLength(), text, n); }
+AnsiStr& AnsiStr::Set(AnsiSubStr text, uint32_t n) {
+  // The common case first (a line read into the same string again and again): one copy that
+  // fits an owned body and does not come from it. What Splice would do, without its arithmetic.
+  Imp* body = m_imp;
+  const uint32_t length = text.GetLength();
+  if (n == 1 && body != nullptr && length != 0 && length <= body->capacity && !body->IsShared()) {
+    const char* source = text.GetStr();
+    if (source >= body->text + body->capacity + 1 || source + length <= body->text) {
+      memcpy(body->text, source, length);
+      body->length = length;
+      body->text[length] = 0;
+      return *this;
+    }
+  }
+  return Splice(0, GetLength(), text, n);
+}
 
 AnsiStr& AnsiStr::Set(const AnsiStr& text, uint32_t n) {
   if (n == 1) return *this = text;  // shares the body
