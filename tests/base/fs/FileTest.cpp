@@ -122,6 +122,13 @@ TEST_F(FileTest, CopyWithProgressCancellationAndRefusals) {
   Progress empty;
   EXPECT_TRUE(File(P("empty")).Copy(File(P("empty2")), true, OnProgress, &empty));
   EXPECT_EQ(empty.calls, 1);
+
+  // A pseudo file whose size reads as zero still has its content copied, and a device that
+  // takes nothing fails the copy with ENOSPC: neither end is a regular file here.
+  ASSERT_TRUE(File("/proc/self/status").Copy(File(P("status")), false));
+  EXPECT_GT(File(P("status")).GetSize(), 0);
+  EXPECT_FALSE(File(P("src")).Copy(File("/dev/full"), false));
+  EXPECT_EQ(GetLastError(), ENOSPC);
 }
 
 TEST_F(FileTest, FailuresWhereNothingMayBeWritten) {

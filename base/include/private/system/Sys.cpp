@@ -101,8 +101,10 @@ bool CopyData(int from, int to, long long total, size_t blockSize,
         done += moved;
         continue;
       }
-      if (moved == 0) return true;
-      if (errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP && errno != EBADF &&
+      // Nothing moved at the start: some kernels answer so for pseudo files whose size reads as
+      // zero, so the buffered path below has the last word on an empty source.
+      if (moved == 0 && done != 0) return true;
+      if (moved < 0 && errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP && errno != EBADF &&
           errno != EPERM)
         return false;
       inKernel = false;
