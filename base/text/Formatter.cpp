@@ -908,8 +908,40 @@ AnsiStr FormatByTable(const char* format, va_list args) {
 }
 }  // namespace
 
+namespace {
+// A format that is one bare integer directive and nothing else ("%d", "%i", "%u", "%x", "%X")
+// needs neither the builder nor the locale: the digits go straight into a result of their own
+// size. The text is the one the general paths write (a test compares them).
+bool IsBareInteger(const char* format) {
+  return format[0] == '%' && format[1] != 0 && format[2] == 0 &&
+         (format[1] == 'd' || format[1] == 'i' || format[1] == 'u' || format[1] == 'x' || format[1] == 'X');
+}
+AnsiStr BareInteger(char conversion, unsigned bits) {
+  char buffer[16];
+  char* const end = buffer + sizeof buffer;
+  char* start;
+  if (conversion == 'd' || conversion == 'i') {
+    const int v = static_cast<int>(bits);
+    start = WriteDecimal(end, v < 0 ? 0 - static_cast<uint64_t>(static_cast<int64_t>(v)) : static_cast<uint64_t>(v));
+    if (v < 0) *--start = '-';
+  } else if (conversion == 'u') {
+    start = WriteDecimal(end, bits);
+  } else {
+    start = WriteHex(end, bits, conversion == 'X');
+  }
+  return AnsiStr(start, static_cast<uint32_t>(end - start));
+}
+}  // namespace
+
 AnsiStr FmtList(const char* format, va_list args) {
   if (format == nullptr) return AnsiStr();
+  if (IsBareInteger(format)) {
+    va_list copy;
+    va_copy(copy, args);
+    const unsigned bits = va_arg(copy, unsigned);
+    va_end(copy);
+    return BareInteger(format[1], bits);
+  }
   {
     Output out;
     CLocaleScope locale;
@@ -928,10 +960,18 @@ AnsiStr FmtList(const char* format, FmtFetch fetch, const void* context) {
   return table.GetStr();
 }
 
+
 // FmtArgs starts its list twice rather than copying it: a copy of a list just started reads
 // back, in one wide load, fields that were stored one by one, and waits for them.
 AnsiStr FmtArgs(const char* format, ...) {
   if (format == nullptr) return AnsiStr();
+  if (IsBareInteger(format)) {
+    va_list args;
+    va_start(args, format);
+    const unsigned bits = va_arg(args, unsigned);  // an int and an unsigned travel alike
+    va_end(args);
+    return BareInteger(format[1], bits);
+  }
   {
     Output out;
     CLocaleScope locale;

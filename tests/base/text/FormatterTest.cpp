@@ -193,6 +193,32 @@ TEST(Formatter, OnePassAndTablePathsAgree) {
   }
 }
 
+AnsiStr ViaList(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  AnsiStr out = FmtList(format, args);
+  va_end(args);
+  return out;
+}
+
+TEST(Formatter, BareIntegerFormatsMatchTheGeneralPaths) {
+  // "%d" alone takes a path of its own; "%d%s" with an empty text must read the same.
+  const int32_t values[] = {0, 1, -1, 9, 10, 99, 100, 9999, 10000, 99999999, 100000000, INT32_MAX, INT32_MIN, -100000000};
+  for (const char* conversion : {"d", "i", "u", "x", "X"}) {
+    const std::string bare = std::string("%") + conversion;
+    const std::string longer = bare + "%s";
+    for (const int32_t v : values) {
+      const AnsiStr alone = FmtArgs(bare.c_str(), v);
+      EXPECT_EQ(F(alone), F(FmtArgs(longer.c_str(), v, ""))) << bare << " " << v;
+      EXPECT_EQ(F(alone), F(ViaList(bare.c_str(), v))) << bare << " " << v;
+      char expected[32];
+      snprintf(expected, sizeof expected, bare.c_str(), v);
+      EXPECT_STREQ(alone.GetStr(), expected) << bare << " " << v;
+      EXPECT_EQ(alone.GetLength(), strlen(expected));
+    }
+  }
+}
+
 struct Supply {
   int calls = 0;
   bool failAt3 = false;
