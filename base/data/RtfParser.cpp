@@ -216,9 +216,11 @@ struct EscapeTable {
 constexpr EscapeTable kEscape;
 
 // IsInvisible: characters that a page would show as nothing or as a plain space, and so are
-// written as references: C1 controls, U+00A0, U+00AD, U+2000 to U+206F, U+FEFF.
+// written as references: C1 controls, U+00A0, U+00AD, the spaces, joiners and marks U+2000 to
+// U+200F, the separators and embeddings U+2028 to U+202F, U+205F to U+206F, U+FEFF.
 bool IsInvisible(uint32_t c) {
-  return (c >= 0x80 && c <= 0xA0) || c == 0xAD || (c >= 0x2000 && c <= 0x206F) || c == 0xFEFF;
+  return (c >= 0x80 && c <= 0xA0) || c == 0xAD || (c >= 0x2000 && c <= 0x200F) || (c >= 0x2028 && c <= 0x202F) ||
+         (c >= 0x205F && c <= 0x206F) || c == 0xFEFF;
 }
 
 // DecodeOne: the code point of the UTF-8 character at text (length bytes left); *size its bytes.

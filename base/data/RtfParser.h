@@ -15,16 +15,17 @@
 //     "\ldblquote", ...) and "\~" (U+00A0), "\_" (U+2011) are their characters, "\-" (optional
 //     hyphen) is dropped, "\{", "\}" and "\\" are their characters;
 //   - HTML mode writes the page header before the first output and the footer at the end, escapes
-//     '&', '<', '>' and '"' and writes the characters that would be invisible in the page source
-//     (controls, U+00A0, U+00AD, U+2000 to U+206F, U+FEFF) as numeric references; a line break
-//     is "<br>\n";
+//     '&', '<', '>' and '"', and writes the characters that would be invisible in the page source
+//     (controls, U+00A0, U+00AD, the spaces, joiners, marks and separators among U+2000 to
+//     U+206F, U+FEFF) as numeric references; a line break is "<br>\n";
 //   - a document marked "\fromhtml" holds an HTML page: in HTML mode the page itself comes out
 //     (the "\htmltag" and "\mhtmltag" groups and the text not marked "\htmlrtf"), with
 //     characters beyond ASCII as numeric references so that the page's own character set
 //     declaration stays true; its text mode output is the RTF rendering;
 //   - never output: the font and colour tables, style sheets, document information, list
-//     tables, revision tables, pictures, object data, field instructions ("fields keep their
-//     visible result"), the nested-table fallback text, and every "{\*\...}" group.
+//     tables, revision tables, pictures, object data, field instructions (a field keeps its
+//     visible result), the nested-table fallback text, and every "{\*\...}" group other than
+//     the HTML markup groups.
 // 8-bit text (raw bytes and "\'hh") is read in the document's code page: "\ansi" (Windows
 // Latin 1), "\mac", "\pc" (437), "\pca" (850), or "\ansicpgN" for any code page that the
 // library's code-page functions or the system's converters know; "\uN" gives one UTF-16 unit
