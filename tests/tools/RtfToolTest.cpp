@@ -2,7 +2,6 @@
 // same bytes as the library's entry points, the reader's error text with exit status 1, and
 // usage errors with 2.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <fstream>
 #include <iterator>
@@ -12,27 +11,14 @@
 #include "TestProcess.h"
 #include "base/core/ErrorMessage.h"
 #include "base/data/RtfParser.h"
+#include "tests/base/fs/FsTestDirectory.h"
 
 namespace {
 
+using OrvGuiBase::FsTest;
+
 const std::string kCorpus = std::string(ORVGUI_TEST_CORPUS) + "/rtf/";
 const std::string kBom = "\xEF\xBB\xBF";
-
-class TempDir {
- public:
-  TempDir() {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp != nullptr && *tmp != 0 ? tmp : "/tmp") + "/orvgui-rtf-XXXXXX";
-    if (mkdtemp(pattern.data()) != nullptr) m_path = pattern;
-  }
-  ~TempDir() {
-    if (!m_path.empty()) RunProcess({"/bin/rm", "-rf", m_path});
-  }
-  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-
- private:
-  std::string m_path;
-};
 
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -43,21 +29,22 @@ ProcessResult Shell(const std::string& command) {
   return RunProcess({"/bin/sh", "-c", command}, {std::string("TOOL=") + ORVGUI_TEST_TOOL});
 }
 
+class RtfTool : public FsTest {};
+
 // Every way in and out gives exactly what the library writes for the same document.
-TEST(RtfTool, FilesAndStandardStreamsMatchTheLibrary) {
-  TempDir dir;
+TEST_F(RtfTool, FilesAndStandardStreamsMatchTheLibrary) {
   const std::string in = kCorpus + "list_complex.rtf";
-  const std::string text = dir / "lib.txt", html = dir / "lib.html";
+  const std::string text = P("lib.txt"), html = P("lib.html");
   ASSERT_TRUE(OrvGuiBase::Rtf2Text(OrvGuiBase::File(in.c_str()), OrvGuiBase::File(text.c_str())));
   ASSERT_TRUE(OrvGuiBase::Rtf2Html(OrvGuiBase::File(in.c_str()), OrvGuiBase::File(html.c_str())));
   struct Case {
     std::string command, output, expected;
   };
   const Case cases[] = {
-      {"\"$TOOL\" rtf text '" + in + "' '" + (dir / "a.txt") + "'", dir / "a.txt", ReadFile(text)},
-      {"\"$TOOL\" rtf html '" + in + "' '" + (dir / "a.html") + "'", dir / "a.html", ReadFile(html)},
+      {"\"$TOOL\" rtf text '" + in + "' '" + P("a.txt") + "'", P("a.txt"), ReadFile(text)},
+      {"\"$TOOL\" rtf html '" + in + "' '" + P("a.html") + "'", P("a.html"), ReadFile(html)},
       {"\"$TOOL\" rtf text - - < '" + in + "'", "", ReadFile(text)},
-      {"cat '" + in + "' | \"$TOOL\" rtf html - '" + (dir / "b.html") + "'", dir / "b.html", ReadFile(html)},
+      {"cat '" + in + "' | \"$TOOL\" rtf html - '" + P("b.html") + "'", P("b.html"), ReadFile(html)},
       {"\"$TOOL\" rtf html '" + in + "' - | cat", "", ReadFile(html)},
   };
   for (const Case& c : cases) {
@@ -70,14 +57,13 @@ TEST(RtfTool, FilesAndStandardStreamsMatchTheLibrary) {
   EXPECT_NE(ReadFile(text).find("Eight Continue"), std::string::npos);
 }
 
-TEST(RtfTool, FailuresAndUsage) {
-  TempDir dir;
+TEST_F(RtfTool, FailuresAndUsage) {
   struct Case {
     std::string command;
     int status;
     std::string err;  // the whole of standard error, or its start when it ends with "..."
   };
-  const std::string missing = dir / "missing.rtf";
+  const std::string missing = P("missing.rtf");
   const Case cases[] = {
       {"printf '{\\\\rtf1 abc' | \"$TOOL\" rtf text - -", 1, "orvgui rtf: Unexpected end of file\n"},
       {"printf '{\\\\rtf2 abc}' | \"$TOOL\" rtf html - -", 1, "orvgui rtf: Unsupported RTF version 2\n"},
@@ -99,11 +85,11 @@ TEST(RtfTool, FailuresAndUsage) {
       EXPECT_EQ(r.err, c.err) << c.command;
   }
   // A failed input leaves no output file behind.
-  EXPECT_EQ(Shell("\"$TOOL\" rtf text '" + missing + "' '" + (dir / "out.txt") + "'").status, 1);
-  EXPECT_EQ(Shell("test -e '" + (dir / "out.txt") + "'").status, 1);
+  EXPECT_EQ(Shell("\"$TOOL\" rtf text '" + missing + "' '" + P("out.txt") + "'").status, 1);
+  EXPECT_EQ(Shell("test -e '" + P("out.txt") + "'").status, 1);
 }
 
-TEST(RtfTool, Help) {
+TEST_F(RtfTool, Help) {
   const ProcessResult r = RunProcess({ORVGUI_TEST_TOOL, "rtf", "--help"});
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.out.rfind("usage: orvgui rtf text IN OUT\n       orvgui rtf html IN OUT\n", 0), 0u) << r.out;

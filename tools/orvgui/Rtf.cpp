@@ -1,12 +1,9 @@
 // Rtf.cpp: `orvgui rtf`, an RTF document as plain text or as an HTML page through the
 // library's RTF reader (base/data/RtfParser.h).
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "base/core/ErrorMessage.h"
+#include "base/core/LastError.h"
 #include "base/data/RtfParser.h"
 #include "base/fs/Stream.h"
 #include "tools/orvgui/Command.h"
@@ -45,38 +42,6 @@ const char kUsage[] =
 
 constexpr const char* kSub = "rtf";
 
-// ReadAll: the whole of standard input; false with errno on a read error or short memory.
-bool ReadAll(char** data, size_t* size) {
-  size_t capacity = 1 << 16, used = 0;
-  char* buffer = static_cast<char*>(malloc(capacity));
-  for (;;) {
-    if (buffer == nullptr) {
-      errno = ENOMEM;
-      return false;
-    }
-    if (used == capacity) {
-      char* grown = static_cast<char*>(realloc(buffer, capacity * 2));
-      if (grown == nullptr) free(buffer);
-      buffer = grown;
-      capacity *= 2;
-      continue;
-    }
-    const ssize_t got = read(STDIN_FILENO, buffer + used, capacity - used);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      const int error = errno;
-      free(buffer);
-      errno = error;
-      return false;
-    }
-    if (got == 0) break;
-    used += static_cast<size_t>(got);
-  }
-  *data = buffer;
-  *size = used;
-  return true;
-}
-
 int Run(int argc, char** argv) {
   if (argc < 2) return UsageError(kSub, "a mode (text or html) is required (see 'orvgui rtf --help')");
   int mode;
@@ -89,13 +54,13 @@ int Run(int argc, char** argv) {
   const char* out = argv[3];
 
   Rtf::Parser parser;
-  char* input = nullptr;
+  AnsiStr input;  // standard input, read whole (the parser works on the document in memory)
   bool ok;
   if (strcmp(in, "-") == 0) {
-    size_t size = 0;
-    if (!ReadAll(&input, &size))
-      return Fail(kSub, "Could not read from file [standard input]: %s", GetErrorMessage(errno).GetStr());
-    parser.SetInput(input, size);
+    ReadStream standardInput(kStdIn);
+    if (!standardInput.Read(input) && GetLastError() != 0)
+      return Fail(kSub, "Could not read from file [standard input]: %s", GetErrorMessage(GetLastError()).GetStr());
+    parser.SetInput(input.GetStr(), input.GetLength());
     ok = true;
   } else {
     ok = parser.SetInputFile(File(in));
@@ -103,7 +68,6 @@ int Run(int argc, char** argv) {
   WriteStream standardOutput(kStdOut);
   if (ok) ok = strcmp(out, "-") == 0 ? parser.SetOutputStream(standardOutput, mode) : parser.SetOutputFile(File(out), mode);
   if (ok) ok = parser.Parse();
-  free(input);
   if (!ok) return Fail(kSub, "%s", parser.GetError().GetStr());
   return kExitSuccess;
 }
