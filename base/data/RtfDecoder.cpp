@@ -47,8 +47,7 @@ const Decoder::Table* Decoder::FindTable(int codePage) {
     if (m_tables[slot]->codePage == codePage) return m_tables[slot];
   const LastErrorSaver saver;
   wchar_t probe = 0;
-  if (MultiByteToWideChar(static_cast<unsigned>(codePage), 0, "A", 1, &probe, 1) != 1 || probe != L'A')
-    return nullptr;
+  if (MultiByteToWideChar(static_cast<unsigned>(codePage), 0, "A", 1, &probe, 1) != 1 || probe != L'A') return nullptr;
   Table* table = new (std::nothrow) Table;
   if (table == nullptr) return nullptr;
   table->codePage = codePage;
@@ -65,7 +64,8 @@ const Decoder::Table* Decoder::FindTable(int codePage) {
     }
     table->length[byte - 0x80] = static_cast<uint8_t>(length);
   }
-  if (slot < sizeof m_tables / sizeof m_tables[0]) m_tables[slot] = table;
+  if (slot < sizeof m_tables / sizeof m_tables[0])
+    m_tables[slot] = table;
   else {  // more pages than slots: replace the last one
     delete m_tables[slot - 1];
     m_tables[slot - 1] = table;
@@ -112,8 +112,10 @@ size_t Decoder::Take(char* out, bool final) {
   size_t put = 0;
   for (size_t i = 0; i < m_count; ++i) {
     const unsigned char byte = m_bytes[i];
-    if (byte < 0x80) out[put++] = static_cast<char>(byte);
-    else if (m_table == nullptr) put += PutReplacement(out + put);
+    if (byte < 0x80)
+      out[put++] = static_cast<char>(byte);
+    else if (m_table == nullptr)
+      put += PutReplacement(out + put);
     else {
       memcpy(out + put, m_table->bytes[byte - 0x80], 3);
       put += m_table->length[byte - 0x80];
@@ -160,7 +162,7 @@ size_t Decoder::TakeConverted(char* out, bool final) {
   while (inLeft > 0) {
     if (iconv(converter, &in, &inLeft, &target, &targetLeft) != static_cast<size_t>(-1)) break;
     if (errno == EINVAL && !final && IsDoubleByte(m_codePage)) break;  // a lead byte waits for its trail
-    if (targetLeft < 3) break;  // cannot happen with the room above; never loop
+    if (targetLeft < 3) break;                                         // cannot happen with the room above; never loop
     const size_t put = PutReplacement(target);
     target += put;
     targetLeft -= put;

@@ -58,7 +58,7 @@ enum Action : uint8_t {
   kActCharacter,  // one character
   kActHtmlRtf,
   kActHtmlTag,
-  kActIgnore,     // recognised, nothing to do
+  kActIgnore,  // recognised, nothing to do
 };
 
 struct Word {
@@ -326,7 +326,8 @@ bool Parser::SetInputFile(const File& file) {
     return Fail(FmtArgs("Could not open input file [%s]: %s", file.GetPath().GetStr(), SystemText(error).GetStr()));
   }
   const long long size = in.GetSize();
-  size_t capacity = size > 0 && static_cast<unsigned long long>(size) < (1ull << 40) ? static_cast<size_t>(size) + 1 : 64 * 1024;
+  size_t capacity =
+      size > 0 && static_cast<unsigned long long>(size) < (1ull << 40) ? static_cast<size_t>(size) + 1 : 64 * 1024;
   size_t used = 0;
   char* data = static_cast<char*>(::malloc(capacity));
   for (;;) {
@@ -365,7 +366,8 @@ void Parser::SetInput(const char* data, size_t size) {
 // ---- output --------------------------------------------------------------------------------
 
 bool Parser::StartOutput(int mode) {
-  if (m_output == nullptr || m_decoder == nullptr) return Fail(FmtArgs("Could not allocate write stream: %s", SystemText(ENOMEM).GetStr()));
+  if (m_output == nullptr || m_decoder == nullptr)
+    return Fail(FmtArgs("Could not allocate write stream: %s", SystemText(ENOMEM).GetStr()));
   if (mode < kOutputNone || mode > kOutputHtml) return Fail(FmtArgs("Invalid output mode [%d]", mode));
   m_output->mode = mode;
   m_output->used = 0;
@@ -526,8 +528,10 @@ bool Parser::WriteEscaped(const char* text, size_t length, bool page) {
     if (!WriteRaw(text + start, at - start)) return false;
     bool ok;
     if (kind == 1) {
-      ok = c == '&' ? WriteRaw("&amp;", 5) : c == '<' ? WriteRaw("&lt;", 4) : c == '>' ? WriteRaw("&gt;", 4)
-                                                                                      : WriteRaw("&quot;", 6);
+      ok = c == '&'   ? WriteRaw("&amp;", 5)
+           : c == '<' ? WriteRaw("&lt;", 4)
+           : c == '>' ? WriteRaw("&gt;", 4)
+                      : WriteRaw("&quot;", 6);
     } else {
       ok = WriteReference(codePoint);
     }
@@ -826,7 +830,8 @@ bool Parser::ParseControlSymbol(const Symbol& symbol) {
 
 bool Parser::ParseSymbol(const Symbol& symbol) {
   if (m_done || !m_error.IsEmpty()) return false;
-  if (m_output == nullptr || m_decoder == nullptr) return Fail(FmtArgs("Could not allocate write stream: %s", SystemText(ENOMEM).GetStr()));
+  if (m_output == nullptr || m_decoder == nullptr)
+    return Fail(FmtArgs("Could not allocate write stream: %s", SystemText(ENOMEM).GetStr()));
   switch (symbol.type) {
     case kSymbolEnd:
       if (m_depth != 0) return Fail("Unexpected end of file");

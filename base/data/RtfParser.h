@@ -10,10 +10,10 @@
 // What comes out:
 //   - text mode starts a file with the UTF-8 byte order mark; "\par", "\line", "\row", "\sect",
 //     "\page" and a backslash before a line end are line feeds; "\tab" is a TAB, "\cell" and
-//     "\nestcell" end a table cell with a TAB (none when the cell's text ended its line, nor
-//     a line feed for "\row" then); a footnote starts on a line of its own; the typographic words ("\emdash", "\bullet",
-//     "\ldblquote", ...) and "\~" (U+00A0), "\_" (U+2011) are their characters, "\-" (optional
-//     hyphen) is dropped, "\{", "\}" and "\\" are their characters;
+//     "\nestcell" end a table cell with a TAB (none when the cell's text ended its line, nor a
+//     line feed for "\row" then); a footnote starts on a line of its own; the typographic words
+//     ("\emdash", "\bullet", "\ldblquote", ...) and "\~" (U+00A0), "\_" (U+2011) are their
+//     characters, "\-" (optional hyphen) is dropped, "\{", "\}" and "\\" are their characters;
 //   - HTML mode writes the page header before the first output and the footer at the end, escapes
 //     '&', '<', '>' and '"', and writes the characters that would be invisible in the page source
 //     (controls, U+00A0, U+00AD, the spaces, joiners, marks and separators among U+2000 to
@@ -134,14 +134,14 @@ class ORVGUI_API Parser {
  private:
   // Group: the state a group sets and its end restores.
   struct Group {
-    uint32_t uc = 1;               // fallback characters after each "\u"
-    bool skipped = false;          // nothing of the group reaches the output
-    bool parentSkipped = false;    // the enclosing group's skipped flag
-    bool starred = false;          // the group began with "\*"
-    bool html = false;             // an "\htmltag" group: its content is HTML
-    bool suppress = false;         // "\htmlrtf": RTF-only content of an encapsulating document
-    const char* word = nullptr;    // the last control word the parser passed over, and its
-    uint32_t wordLength = 0;       // parameter (bookkeeping for diagnostics)
+    uint32_t uc = 1;             // fallback characters after each "\u"
+    bool skipped = false;        // nothing of the group reaches the output
+    bool parentSkipped = false;  // the enclosing group's skipped flag
+    bool starred = false;        // the group began with "\*"
+    bool html = false;           // an "\htmltag" group: its content is HTML
+    bool suppress = false;       // "\htmlrtf": RTF-only content of an encapsulating document
+    const char* word = nullptr;  // the last control word the parser passed over, and its
+    uint32_t wordLength = 0;     // parameter (bookkeeping for diagnostics)
     int32_t wordParameter = 0;
   };
   struct Output;
@@ -179,11 +179,11 @@ class ORVGUI_API Parser {
   Group m_state;              // the current group's state
   uint32_t m_depth = 0;
   uint32_t m_capacity = 0;
-  uint32_t m_skip = 0;           // fallback characters still to skip after "\u"
-  uint32_t m_pendingHigh = 0;    // a high surrogate waiting for its low partner (0: none)
+  uint32_t m_skip = 0;         // fallback characters still to skip after "\u"
+  uint32_t m_pendingHigh = 0;  // a high surrogate waiting for its low partner (0: none)
   int m_source = kSourceRtf;
   bool m_headerWritten = false;
-  bool m_atLineStart = true;     // nothing was written since the last line break
+  bool m_atLineStart = true;  // nothing was written since the last line break
   bool m_done = false;
   AnsiStr m_error;
 };

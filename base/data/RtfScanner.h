@@ -65,7 +65,9 @@ class ORVGUI_API Scanner {
   bool Next(Symbol& symbol);
 
   // Skip: passes over the next count bytes (binary data), or to the end of the input.
-  void Skip(size_t count) { m_at += count < static_cast<size_t>(m_end - m_at) ? count : static_cast<size_t>(m_end - m_at); }
+  void Skip(size_t count) {
+    m_at += count < static_cast<size_t>(m_end - m_at) ? count : static_cast<size_t>(m_end - m_at);
+  }
 
   // GetError: the text of the failure (empty while there was none).
   const AnsiStr& GetError() const { return m_error; }

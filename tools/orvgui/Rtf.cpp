@@ -45,9 +45,12 @@ constexpr const char* kSub = "rtf";
 int Run(int argc, char** argv) {
   if (argc < 2) return UsageError(kSub, "a mode (text or html) is required (see 'orvgui rtf --help')");
   int mode;
-  if (strcmp(argv[1], "text") == 0) mode = Rtf::kOutputText;
-  else if (strcmp(argv[1], "html") == 0) mode = Rtf::kOutputHtml;
-  else return UsageError(kSub, "unknown mode '%s' (text or html)", argv[1]);
+  if (strcmp(argv[1], "text") == 0)
+    mode = Rtf::kOutputText;
+  else if (strcmp(argv[1], "html") == 0)
+    mode = Rtf::kOutputHtml;
+  else
+    return UsageError(kSub, "unknown mode '%s' (text or html)", argv[1]);
   if (argc < 4) return UsageError(kSub, "%s needs IN and OUT", argv[1]);
   if (argc > 4) return UsageError(kSub, "unexpected argument '%s'", argv[4]);
   const char* in = argv[2];
@@ -66,7 +69,8 @@ int Run(int argc, char** argv) {
     ok = parser.SetInputFile(File(in));
   }
   WriteStream standardOutput(kStdOut);
-  if (ok) ok = strcmp(out, "-") == 0 ? parser.SetOutputStream(standardOutput, mode) : parser.SetOutputFile(File(out), mode);
+  if (ok)
+    ok = strcmp(out, "-") == 0 ? parser.SetOutputStream(standardOutput, mode) : parser.SetOutputFile(File(out), mode);
   if (ok) ok = parser.Parse();
   if (!ok) return Fail(kSub, "%s", parser.GetError().GetStr());
   return kExitSuccess;

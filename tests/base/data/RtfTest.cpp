@@ -3,7 +3,6 @@
 // and their fallbacks), HTML escaping and encapsulated HTML, every error text and its arrival as
 // the last error message, file and device failures, and the limits (nesting, huge parameters).
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -50,7 +49,8 @@ std::string Body(const std::string& page) {
 std::string Failure(const std::string& rtf) {
   AnsiStr out("stale");
   SetLastError(0);
-  if (Rtf2Text(AnsiSubStr(rtf.data(), static_cast<uint32_t>(rtf.size())), out)) return "(converted) " + std::string(out.GetStr());
+  if (Rtf2Text(AnsiSubStr(rtf.data(), static_cast<uint32_t>(rtf.size())), out))
+    return "(converted) " + std::string(out.GetStr());
   EXPECT_EQ(GetLastError(), kErrorMessageCode);
   EXPECT_TRUE(out.IsEmpty());
   return GetLastErrorMessage().GetStr();
@@ -64,14 +64,19 @@ TEST(Rtf, TextConversions) {
       {"", "", "an empty document"},
       {"{\\rtf1\\ansi Hello\\par World}", "Hello\nWorld", "par ends a line"},
       {"{\\rtf1 a\\tab b\\line c}", "a\tb\nc", "tab and line"},
-      {"{\\rtf1 a\\~b\\-c\\_d\\{\\}\\\\}", "a\xC2\xA0" "bc\xE2\x80\x91" "d{}\\", "the control symbols"},
+      {"{\\rtf1 a\\~b\\-c\\_d\\{\\}\\\\}",
+       "a\xC2\xA0"
+       "bc\xE2\x80\x91"
+       "d{}\\",
+       "the control symbols"},
       {"{\\rtf1 a\\\nb\\\r\nc}", "a\nb\nc", "a backslash before a line end is a paragraph"},
       {"{\\rtf1 a\r\nb\n\rc}\r\n", "abc", "line ends in the source are not text"},
       {std::string("{\\rtf1 a\0b}", 11), "ab", "NUL bytes are not text"},
       {"{\\rtf1\\b bold\\b0  x\\fs24\\f1 y}", "bold xy", "formatting words are passed over with their delimiter"},
       {"{\\rtf1 \\emdash\\endash\\bullet\\lquote\\rquote\\ldblquote\\rdblquote}",
        "\xE2\x80\x94\xE2\x80\x93\xE2\x80\xA2\xE2\x80\x98\xE2\x80\x99\xE2\x80\x9C\xE2\x80\x9D", "typographic words"},
-      {"{\\rtf1 \\emspace\\enspace\\zwbo\\zwnbo}", "\xE2\x80\x83\xE2\x80\x82\xE2\x80\x8B\xEF\xBB\xBF", "spaces and marks"},
+      {"{\\rtf1 \\emspace\\enspace\\zwbo\\zwnbo}", "\xE2\x80\x83\xE2\x80\x82\xE2\x80\x8B\xEF\xBB\xBF",
+       "spaces and marks"},
       {"{\\rtf1{\\fonttbl{\\f0\\fswiss Arial;}}{\\colortbl;\\red1\\green2\\blue3;}{\\stylesheet{\\s0 Normal;}}"
        "{\\info{\\title Title}{\\author Me}}Body}",
        "Body", "the header tables are skipped"},
@@ -87,18 +92,31 @@ TEST(Rtf, TextConversions) {
       {"{\\rtf1 A\\cell B\\cell\\row{\\nonesttables copy}C\\par\\row}", "A\tB\t\nC\n",
        "cells and rows; the nested-table fallback is skipped"},
       {"{\\rtf1 word{\\footnote note} more}", "word\nnote more", "a footnote on a line of its own"},
-      {"{\\rtf1 \\u945 ab}", "\xCE\xB1" "b", "\\u skips one fallback character by default"},
+      {"{\\rtf1 \\u945 ab}",
+       "\xCE\xB1"
+       "b",
+       "\\u skips one fallback character by default"},
       {"{\\rtf1\\uc2 \\u228\\'e4\\'e5x}", "\xC3\xA4x", "the fallback counts \\'hh escapes as characters"},
-      {"{\\rtf1\\uc3{\\u228 a}bc}", "\xC3\xA4" "bc", "a group end stops the skipping"},
-      {"{\\rtf1\\uc3 \\u228{b}c}", "\xC3\xA4" "bc", "a group start stops the skipping"},
+      {"{\\rtf1\\uc3{\\u228 a}bc}",
+       "\xC3\xA4"
+       "bc",
+       "a group end stops the skipping"},
+      {"{\\rtf1\\uc3 \\u228{b}c}",
+       "\xC3\xA4"
+       "bc",
+       "a group start stops the skipping"},
       {"{\\rtf1{\\uc0\\u228}\\u246 xy}", "\xC3\xA4\xC3\xB6y", "uc belongs to its group"},
       {"{\\rtf1 \\u8364\\'80 ok}", "\xE2\x82\xAC ok", "the fallback escape is not written"},
-      {"{\\rtf1 \\u8364\\par ok}", "\xE2\x82\xAC" "ok", "a control word counts as a fallback character"},
+      {"{\\rtf1 \\u8364\\par ok}",
+       "\xE2\x82\xAC"
+       "ok",
+       "a control word counts as a fallback character"},
       {"{\\rtf1\\uc2147483647 \\u65 abcdef}x", "Ax", "a huge uc skips no further than the group"},
       {"{\\rtf1 \\u55357?\\u56832?}", "\xF0\x9F\x98\x80", "a surrogate pair"},
       {"{\\rtf1 \\u-10179?\\u-8704?}", "\xF0\x9F\x98\x80", "a surrogate pair in negative form"},
       {"{\\rtf1 \\u-3913?}", "\xEF\x82\xB7", "a negative unit"},
-      {"{\\rtf1\\ansi \\'80\\'e9 caf\xe9}", "\xE2\x82\xAC\xC3\xA9 caf\xC3\xA9", "ansi is Windows Latin 1, raw and escaped"},
+      {"{\\rtf1\\ansi \\'80\\'e9 caf\xe9}", "\xE2\x82\xAC\xC3\xA9 caf\xC3\xA9",
+       "ansi is Windows Latin 1, raw and escaped"},
       {"{\\rtf1\\ansi\\ansicpg1251 \\'cf\\'f0\\'e8\\'e2\\'e5\\'f2 \xcc\xe8\xf0}",
        "\xD0\x9F\xD1\x80\xD0\xB8\xD0\xB2\xD0\xB5\xD1\x82 \xD0\x9C\xD0\xB8\xD1\x80", "ansicpg1251: Cyrillic"},
       {"{\\rtf1\\pc \\'82\\'81}", "\xC3\xA9\xC3\xBC", "pc is code page 437"},
@@ -185,7 +203,8 @@ TEST(Rtf, ErrorTexts) {
       {std::string(Rtf::Parser::kMaxGroupDepth + 1, '{'), "Could not push group: groups nest deeper than 4096 levels"},
   };
   for (const Case& c : cases) EXPECT_EQ(Failure(c.rtf), c.error) << c.rtf.substr(0, 40);
-  EXPECT_EQ(GetErrorMessage(kErrorMessageCode), AnsiStr("Could not push group: groups nest deeper than 4096 levels (0x0000AD9C/44444)"));
+  EXPECT_EQ(GetErrorMessage(kErrorMessageCode),
+            AnsiStr("Could not push group: groups nest deeper than 4096 levels (0x0000AD9C/44444)"));
 }
 
 TEST(Rtf, Limits) {
@@ -241,8 +260,8 @@ TEST_F(RtfFile, CorpusDocuments) {
       {"image", {}},
       {"link", {"pandoc"}},
       {"list_complex",
-       {"One", "Two", "Three", "Four", "Five", "Six", "Seven", "Eight", "Nine", "Ten", "Eleven", "Twelve", "Out of list!",
-        "Start with", "Seven Start", "Eight Continue"}},
+       {"One", "Two", "Three", "Four", "Five", "Six", "Seven", "Eight", "Nine", "Ten", "Eleven", "Twelve",
+        "Out of list!", "Start with", "Seven Start", "Eight Continue"}},
       {"list_legacy", {"A", "Numbered", "List", "A", "Bulleted", "List"}},
       {"list_multiparagraph", {"First item, paragraph one.", "First item, paragraph two.", "Second item."}},
       {"list_simple", {"one", "two", "sub", "new list"}},
@@ -255,9 +274,11 @@ TEST_F(RtfFile, CorpusDocuments) {
       {"table_simple", {"A", "B", "C", "D", "E", "F", "G", "H"}},
       {"unicode", {"\xE2\x80\x9Chi\xE2\x80\x9D", "\xE2\x80\x98hi\xE2\x80\x99", "\xCE\xB1", "\xC3\xA4"}},
   };
-  const char* never[] = {"Helvetica", "Courier", "Times New Roman", "Calibri", "Cambria", "Symbol;",
-                         "Normal",    "HYPERLINK", "ffd8",          "ffe0",    "panose",  "Default Paragraph Font",
-                         "FALLBACK",  "bookmark_1", "http:",        "\\",       "{",       "}"};
+  const char* never[] = {"Helvetica", "Courier",    "Times New Roman", "Calibri",
+                         "Cambria",   "Symbol;",    "Normal",          "HYPERLINK",
+                         "ffd8",      "ffe0",       "panose",          "Default Paragraph Font",
+                         "FALLBACK",  "bookmark_1", "http:",           "\\",
+                         "{",         "}"};
   for (const Document& d : documents) {
     const std::string in = kCorpus + d.name + ".rtf";
     ASSERT_TRUE(Rtf2Text(File(in.c_str()), File(P("out.txt")))) << d.name << ": " << GetLastErrorMessage().GetStr();
@@ -273,7 +294,8 @@ TEST_F(RtfFile, CorpusDocuments) {
         ASSERT_NE(found, std::string::npos) << d.name << ": '" << word << "' after offset " << at << " in\n" << *out;
         at = found + word.size();
       }
-      for (const char* bad : never) EXPECT_EQ(out->find(bad), std::string::npos) << d.name << ": " << bad << " in\n" << *out;
+      for (const char* bad : never)
+        EXPECT_EQ(out->find(bad), std::string::npos) << d.name << ": " << bad << " in\n" << *out;
     }
     // The file and the memory forms agree.
     std::ifstream source(in, std::ios::binary);

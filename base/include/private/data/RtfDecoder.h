@@ -55,7 +55,7 @@ class Decoder {
   int m_codePage = 0;
   Kind m_kind = kTable;
   const Table* m_table = nullptr;
-  Table* m_tables[16] = {};  // built tables (the library's code pages are fewer)
+  Table* m_tables[16] = {};                         // built tables (the library's code pages are fewer)
   void* m_converter = reinterpret_cast<void*>(-1);  // iconv descriptor for kConverter
   int m_converterPage = -1;
   unsigned char m_bytes[kRoom];
