@@ -29,8 +29,8 @@ namespace {
 
 constexpr size_t kDocumentSize = 10u << 20;
 // kIterations: the same for every implementation (the ratio compares runs of one name shape);
-// few, since a peer takes seconds for one conversion.
-constexpr int kIterations = 2;
+// one, since pandoc takes about a minute for one conversion.
+constexpr int kIterations = 1;
 
 // Document: the corpus documents, each a group, repeated; written once to a temporary file.
 class Document {
