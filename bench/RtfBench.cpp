@@ -77,20 +77,6 @@ const Document& TheDocument() {
   return document;
 }
 
-// FindProgram: the full path of name along PATH, or empty.
-std::string FindProgram(const char* name) {
-  const char* path = getenv("PATH");
-  std::string dirs = path != nullptr ? path : "/usr/bin:/bin";
-  for (size_t start = 0; start <= dirs.size();) {
-    size_t end = dirs.find(':', start);
-    if (end == std::string::npos) end = dirs.size();
-    const std::string candidate = dirs.substr(start, end - start) + "/" + name;
-    if (access(candidate.c_str(), X_OK) == 0) return candidate;
-    start = end + 1;
-  }
-  return std::string();
-}
-
 // Run: the program with its arguments, standard output and error to /dev/null; its exit status.
 int Run(const std::vector<std::string>& args) {
   std::vector<char*> argv;
@@ -130,9 +116,9 @@ BENCHMARK(Text10MiB_orvgui)
 void Peer(benchmark::State& state, const char* program, std::vector<std::string> args) {
   const Document& document = TheDocument();
   if (document.Path().empty()) return state.SkipWithError("cannot write the document");
-  const std::string path = FindProgram(program);
-  if (path.empty()) return state.SkipWithError((std::string(program) + " is not installed").c_str());
-  args.insert(args.begin(), path);
+  OrvGuiBase::File found;
+  if (!found.Search(program)) return state.SkipWithError((std::string(program) + " is not installed").c_str());
+  args.insert(args.begin(), found.GetPath().GetStr());
   for (std::string& arg : args)
     if (arg == "IN") arg = document.Path();
   for (auto _ : state) {

@@ -189,7 +189,7 @@ const Word* FindWord(const char* name, uint32_t length) {
     const int w = kWordTable.slot[at];
     if (w < 0) return nullptr;
     const Word& word = kWords[w];
-    if (strncmp(word.name, name, length) == 0 && word.name[length] == 0) return &word;
+    if (word.name[length] == 0 && memcmp(word.name, name, length) == 0) return &word;
     at = (at + 1) % kWordSlots;
   }
 }
@@ -312,7 +312,8 @@ Parser::~Parser() {
 int Parser::GetCodePage() const { return m_decoder != nullptr ? m_decoder->GetCodePage() : 0; }
 
 bool Parser::Fail(const AnsiStr& message) {
-  if (m_error.IsEmpty()) m_error = message;
+  if (!m_failed) m_error = message;
+  m_failed = true;
   return false;
 }
 
@@ -443,7 +444,7 @@ bool Parser::FlushOutput() {
 }
 
 bool Parser::FinishOutput() {
-  if (m_output == nullptr) return m_error.IsEmpty();
+  if (m_output == nullptr) return !m_failed;
   Output& out = *m_output;
   FlushOutput();
   if (out.stream != nullptr && !out.failed) {
@@ -457,7 +458,7 @@ bool Parser::FinishOutput() {
   } else if (out.stream != nullptr && out.ownsStream) {
     out.stream->Close();
   }
-  return m_error.IsEmpty();
+  return !m_failed;
 }
 
 bool Parser::WriteRaw(const char* text, size_t length) {
@@ -628,8 +629,11 @@ bool Parser::AddByte(unsigned char byte) {
 
 // FlushBytes: the gathered bytes as characters. A final flush (another kind of symbol came)
 // decodes a character cut short as well; a flush of a full gathering leaves it for more bytes.
-bool Parser::FlushBytes(bool final) {
-  if (m_decoder->IsEmpty()) return true;
+bool Parser::FlushBytes(bool final) { return m_decoder->IsEmpty() || TakeBytes(final); }
+
+// TakeBytes: apart from FlushBytes, so that the common case (nothing gathered) does not set up
+// this frame.
+__attribute__((noinline)) bool Parser::TakeBytes(bool final) {
   char text[3 * Internal::Decoder::kRoom + 3];
   const size_t length = m_decoder->Take(text, final);
   return EmitUtf8(text, length);
@@ -829,7 +833,7 @@ bool Parser::ParseControlSymbol(const Symbol& symbol) {
 }
 
 bool Parser::ParseSymbol(const Symbol& symbol) {
-  if (m_done || !m_error.IsEmpty()) return false;
+  if (m_done || m_failed) return false;
   if (m_output == nullptr || m_decoder == nullptr)
     return Fail(FmtArgs("Could not allocate write stream: %s", SystemText(ENOMEM).GetStr()));
   switch (symbol.type) {
@@ -861,7 +865,7 @@ bool Parser::ParseSymbol(const Symbol& symbol) {
 }
 
 bool Parser::Parse() {
-  if (m_error.IsEmpty()) {
+  if (!m_failed) {
     Symbol symbol;
     for (;;) {
       m_scanner.Next(symbol);
@@ -869,7 +873,7 @@ bool Parser::Parse() {
     }
   }
   FinishOutput();
-  return m_error.IsEmpty();
+  return !m_failed;
 }
 
 }  // namespace Rtf

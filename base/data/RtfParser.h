@@ -157,6 +157,7 @@ class ORVGUI_API Parser {
   bool ParseText(const char* text, uint32_t length);
   bool AddByte(unsigned char byte);
   bool FlushBytes(bool final = true);
+  bool TakeBytes(bool final);
   bool ParseUnicode(const Symbol& symbol);
   bool EmitCharacter(uint32_t codePoint);
   bool EmitUtf8(const char* text, size_t length);
@@ -185,6 +186,7 @@ class ORVGUI_API Parser {
   bool m_headerWritten = false;
   bool m_atLineStart = true;  // nothing was written since the last line break
   bool m_done = false;
+  bool m_failed = false;  // m_error holds the first failure
   AnsiStr m_error;
 };
 
