@@ -169,11 +169,15 @@ constexpr uint32_t Length(const char* text) {
   return n;
 }
 
+constexpr uint32_t kWordCount = sizeof kWords / sizeof kWords[0];
+
 struct WordTable {
   int16_t slot[kWordSlots] = {};
+  uint8_t length[kWordCount] = {};
   constexpr WordTable() {
     for (uint32_t i = 0; i < kWordSlots; ++i) slot[i] = -1;
-    for (uint32_t w = 0; w < sizeof kWords / sizeof kWords[0]; ++w) {
+    for (uint32_t w = 0; w < kWordCount; ++w) {
+      length[w] = static_cast<uint8_t>(Length(kWords[w].name));
       uint32_t at = HashWord(kWords[w].name, Length(kWords[w].name)) % kWordSlots;
       while (slot[at] >= 0) at = (at + 1) % kWordSlots;
       slot[at] = static_cast<int16_t>(w);
@@ -189,7 +193,7 @@ const Word* FindWord(const char* name, uint32_t length) {
     const int w = kWordTable.slot[at];
     if (w < 0) return nullptr;
     const Word& word = kWords[w];
-    if (word.name[length] == 0 && memcmp(word.name, name, length) == 0) return &word;
+    if (kWordTable.length[w] == length && memcmp(word.name, name, length) == 0) return &word;
     at = (at + 1) % kWordSlots;
   }
 }
