@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "base/data/RtfParser.h"
+#include "base/fs/Directory.h"
 
 extern char** environ;
 
@@ -49,10 +50,14 @@ class Document {
     if (parts.size() > 16)
       while (text.size() + parts.size() < kDocumentSize) text += parts;
     text += "}\n";
+    // A directory of its own: the peers run in it, and unrtf leaves the pictures it finds there.
     char pattern[] = "/tmp/orvgui-rtf-bench-XXXXXX";
-    const int fd = mkstemp(pattern);
+    if (mkdtemp(pattern) == nullptr) return;
+    m_directory = pattern;
+    const std::string path = m_directory + "/document.rtf";
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (fd < 0) return;
-    m_path = pattern;
+    m_path = path;
     m_size = text.size();
     for (size_t at = 0; at < text.size();) {
       const ssize_t put = write(fd, text.data() + at, text.size() - at);
@@ -62,12 +67,14 @@ class Document {
     close(fd);
   }
   ~Document() {
-    if (!m_path.empty()) unlink(m_path.c_str());
+    if (!m_directory.empty()) OrvGuiBase::Directory(m_directory.c_str()).Remove(true, true);
   }
   const std::string& Path() const { return m_path; }
+  const std::string& Folder() const { return m_directory; }
   size_t Size() const { return m_size; }
 
  private:
+  std::string m_directory;
   std::string m_path;
   size_t m_size = 0;
 };
@@ -77,8 +84,9 @@ const Document& TheDocument() {
   return document;
 }
 
-// Run: the program with its arguments, standard output and error to /dev/null; its exit status.
-int Run(const std::vector<std::string>& args) {
+// Run: the program with its arguments in the folder, standard output and error to /dev/null;
+// its exit status.
+int Run(const std::vector<std::string>& args, const std::string& folder) {
   std::vector<char*> argv;
   for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
@@ -86,6 +94,7 @@ int Run(const std::vector<std::string>& args) {
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
   pid_t pid = -1;
   const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
@@ -122,7 +131,7 @@ void Peer(benchmark::State& state, const char* program, std::vector<std::string>
   for (std::string& arg : args)
     if (arg == "IN") arg = document.Path();
   for (auto _ : state) {
-    if (Run(args) != 0) return state.SkipWithError((std::string(program) + " failed").c_str());
+    if (Run(args, document.Folder()) != 0) return state.SkipWithError((std::string(program) + " failed").c_str());
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * document.Size()));
 }
