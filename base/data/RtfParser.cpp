@@ -363,6 +363,8 @@ bool Parser::SetInputFile(const File& file) {
 }
 
 void Parser::SetInput(const char* data, size_t size) {
+  // A UTF-8 byte order mark that an editor put before the document is not document text.
+  if (data != nullptr && size >= 3 && memcmp(data, "\xEF\xBB\xBF", 3) == 0) data += 3, size -= 3;
   m_data = data;
   m_size = size;
   m_scanner.Reset(data, size);

@@ -88,6 +88,7 @@ class ORVGUI_API Parser {
 
   // SetInputFile: reads the whole file (a regular file, a pipe, a device) into the parser.
   // SetInput: parses size bytes at data instead (not copied: they must stay until Parse ends).
+  // A UTF-8 byte order mark before the document is passed over.
   // False with the error text kept: "Invalid file", "Could not open input file [%s]: %s",
   // "Could not read from file [%s]: %s".
   bool SetInputFile(const File& file);

@@ -130,6 +130,7 @@ TEST(Rtf, TextConversions) {
       {"{\\rtf1\\fromhtml1 {\\*\\htmltag <p>}\\htmlrtf {\\htmlrtf0 Hi\\htmlrtf\\par}\\htmlrtf0}", "Hi\n",
        "text mode renders encapsulated HTML as RTF"},
       {"{\\rtf1 a}\r\n", "a", "text after the document"},
+      {"\xEF\xBB\xBF{\\rtf1 a}", "a", "a byte order mark before the document"},
   };
   for (const Case& c : cases) {
     bool ok = false;
