@@ -86,7 +86,7 @@ AnsiStr IntegerToText(T value) {
 AnsiStr JoinList(const Store<AnsiStr>& list) {
   AnsiStrBuilder out;
   for (uint32_t i = 0; i < list.GetCount(); ++i) {
-    if (i > 0) out.Append('\0');
+    if (i > 0) out.Append(AnsiSubStr("", 1));  // the NUL itself: a char NUL appends nothing
     out.Append(list.Get(i));
   }
   return out.Detach();
