@@ -41,7 +41,7 @@ int Walk(int hiveFd, const char* sub, int flags, mode_t mode) {
       return fd;
     }
     const std::string component(sub, static_cast<size_t>(slash - sub));
-    const int next = Sys::OpenAt(current, component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
+    const int next = OpenSubDirectory(current, component.c_str());
     CloseKeepingError(current);
     current = next;
     sub = slash + 1;
@@ -55,6 +55,17 @@ bool IsDot(AnsiSubStr name) {
 }
 
 }  // namespace
+
+int OpenSubDirectory(int directoryFd, const char* name) {
+  const int fd = Sys::OpenAt(directoryFd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW);
+  struct stat status;
+  if (fd >= 0 && (Sys::FileStatus(fd, &status) != 0 || !S_ISDIR(status.st_mode))) {
+    Sys::Close(fd);
+    errno = ELOOP;
+    return -1;
+  }
+  return fd;
+}
 
 bool ValueFileName(AnsiSubStr name, AnsiStr& file) {
   if (name.IsEmpty()) {
@@ -118,7 +129,7 @@ bool MakeKey(const AnsiStr& hive, const AnsiStr& relative) {
       CloseKeepingError(current);
       return false;
     }
-    const int next = Sys::OpenAt(current, component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
+    const int next = OpenSubDirectory(current, component.c_str());
     CloseKeepingError(current);
     current = next;
     rest += length + (slash != nullptr ? 1 : 0);

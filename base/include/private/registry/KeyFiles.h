@@ -20,6 +20,9 @@ bool ValueFileName(AnsiSubStr name, AnsiStr& file);
 // below hive (O_NOFOLLOW is added for the last component).
 int Open(const AnsiStr& hive, const AnsiStr& relative, AnsiSubStr tail, int flags, mode_t mode = 0);
 int OpenKey(const RegKey& key, int flags);
+// OpenSubDirectory: the directory name of directoryFd as an O_PATH descriptor; a link (or
+// anything but a directory) is refused with ELOOP.
+int OpenSubDirectory(int directoryFd, const char* name);
 // MakeKey: makes the hive directory and every missing key of relative.
 bool MakeKey(const AnsiStr& hive, const AnsiStr& relative);
 
