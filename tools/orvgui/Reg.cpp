@@ -393,7 +393,7 @@ int Run(int argc, char** argv) {
     return kExitSuccess;
   }
   for (int i = 2; i < argc; ++i)
-    if (IsHelpOption(argv[i]) || strcmp(argv[i], "/?") == 0) {
+    if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "/?") == 0) {
       fputs(kUsage, stdout);
       return kExitSuccess;
     }
