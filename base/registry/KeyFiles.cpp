@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "private/system/SysAt.h"
 
@@ -50,8 +51,8 @@ int Walk(int hiveFd, const char* sub, int flags, mode_t mode) {
 }
 
 bool IsDot(AnsiSubStr name) {
-  return (name.GetLength() == 1 && name.GetStr()[0] == '.') ||
-         (name.GetLength() == 2 && name.GetStr()[0] == '.' && name.GetStr()[1] == '.');
+  const std::string_view text(name.GetStr(), name.GetLength());
+  return text == "." || text == "..";
 }
 
 }  // namespace
