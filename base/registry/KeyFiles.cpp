@@ -10,6 +10,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -183,7 +184,7 @@ bool WriteValue(const RegKey& key, AnsiSubStr name, AnsiSubStr text, bool onlyIf
   AnsiStr file;
   if (!key.IsChecked()) errno = EINVAL;
   if (!key.IsChecked() || !ValueFileName(name, file)) return false;
-  const int flags = O_WRONLY | O_CREAT | O_NONBLOCK | (onlyIfMissing ? O_EXCL : O_TRUNC);
+  const int flags = O_WRONLY | O_CREAT | O_NONBLOCK | (onlyIfMissing ? O_EXCL : 0);
   int fd = Open(key.GetHivePath(), key.GetRelativePath(), file, flags, 0666);
   if (fd < 0 && errno == ENOENT) {
     if (!MakeKey(key.GetHivePath(), key.GetRelativePath())) return false;
@@ -196,7 +197,11 @@ bool WriteValue(const RegKey& key, AnsiSubStr name, AnsiSubStr text, bool onlyIf
     }
     return false;
   }
-  if (!Sys::WriteAll(fd, text.GetStr(), text.GetLength())) {
+  // Writers of one value take turns: the file is cut and written under an exclusive flock, so
+  // the last writer leaves its whole text, never a mix with a longer text written before.
+  // Readers take no lock (they may meet a value half written).
+  if (Sys::Flock(fd, LOCK_EX) != 0 || Sys::TruncateFile(fd, 0) != 0 ||
+      !Sys::WriteAll(fd, text.GetStr(), text.GetLength())) {
     CloseKeepingError(fd);
     return false;
   }

@@ -31,7 +31,8 @@ bool ReadFd(int fd, AnsiStr& text);
 // ReadValue: the value's text; false with ENOENT when the key or value is missing.
 bool ReadValue(const RegKey& key, AnsiSubStr name, AnsiStr& text);
 // WriteValue: writes the value file (truncating it), making the key first when it is missing.
-// With onlyIfMissing an existing value is kept (and that is success).
+// With onlyIfMissing an existing value is kept (and that is success). Writers of one value
+// take turns under an exclusive flock of the file: the last leaves its whole text.
 bool WriteValue(const RegKey& key, AnsiSubStr name, AnsiSubStr text, bool onlyIfMissing = false);
 // DeleteValue: removes the value file.
 bool DeleteValue(const RegKey& key, AnsiSubStr name);
