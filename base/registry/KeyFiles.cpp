@@ -224,16 +224,18 @@ bool DeleteValue(const RegKey& key, AnsiSubStr name) {
   return rc == 0;
 }
 
-bool IsValue(const RegKey& key, AnsiSubStr name) {
-  AnsiStr file;
-  if (!ValueFileName(name, file)) return false;
-  const int fd = Open(key.GetHivePath(), key.GetRelativePath(), file, O_PATH);
+bool IsRegularFile(int fd) {
   if (fd < 0) return false;
   struct stat status;
   const bool regular = Sys::FileStatus(fd, &status) == 0 && S_ISREG(status.st_mode);
   Sys::Close(fd);
   if (!regular) errno = ENOENT;
   return regular;
+}
+
+bool IsValue(const RegKey& key, AnsiSubStr name) {
+  AnsiStr file;
+  return ValueFileName(name, file) && IsRegularFile(Open(key.GetHivePath(), key.GetRelativePath(), file, O_PATH));
 }
 
 bool List(int dirFd, Store<AnsiStr>* keys, Store<AnsiStr>* values, Store<AnsiStr>* others) {

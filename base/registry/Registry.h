@@ -171,12 +171,17 @@ class ORVGUI_API Registry {
  private:
   // Locate: the checked key of key below the object's path (not touching the disk).
   bool Locate(const AnsiStr& key, RegKey& located) const;
+  bool List(const AnsiStr& key, Store<AnsiStr>* keys, Store<AnsiStr>* values) const;
   bool ReadText(const AnsiStr& key, const AnsiStr& name, AnsiStr& text) const;
   bool WriteText(const AnsiStr& key, const AnsiStr& name, AnsiSubStr text, bool onlyIfMissing) const;
   template <class T>
   bool ReadInteger(const AnsiStr& key, const AnsiStr& name, T& value, T def, bool writeDefault) const;
   template <class T>
   bool WriteInteger(const AnsiStr& key, const AnsiStr& name, T value, bool onlyIfMissing) const;
+  template <class T>
+  bool ReadReal(const AnsiStr& key, const AnsiStr& name, T& value, T def, bool writeDefault) const;
+  template <class T>
+  bool WriteReal(const AnsiStr& key, const AnsiStr& name, T value, bool onlyIfMissing) const;
 
   AnsiStr m_path;
 };

@@ -121,6 +121,12 @@ TEST_F(RegistryTextTest, ImportForms) {
   EXPECT_EQ(Get(R("machine/Keep/v")), "new");
   EXPECT_EQ(Get(R("machine/A/registry.default")), "other");
 
+  // Through a Registry object, sections that name no root lie below its key.
+  Put(file, "[Rel\\K]\n\"v\"=\"1\"\n[HKEY_USERS\\Abs]\n\"v\"=\"2\"\n");
+  ASSERT_TRUE(Registry(AnsiStr("HKLM\\Base")).Import(File(AnsiStr(file.c_str()))));
+  EXPECT_EQ(Get(R("machine/Base/Rel/K/v")), "1");
+  EXPECT_EQ(Get(R("users/Abs/v")), "2");
+
   SetLastError(0);
   EXPECT_FALSE(RegImport(File(AnsiStr((m_dir + "/absent.reg").c_str())), nullptr, nullptr, true, false));
   EXPECT_EQ(GetLastError(), ENOENT);

@@ -36,6 +36,8 @@ bool ReadValue(const RegKey& key, AnsiSubStr name, AnsiStr& text);
 bool WriteValue(const RegKey& key, AnsiSubStr name, AnsiSubStr text, bool onlyIfMissing = false);
 // DeleteValue: removes the value file.
 bool DeleteValue(const RegKey& key, AnsiSubStr name);
+// IsRegularFile: fd (closed here; -1 passes through as false) is a regular file; ENOENT if not.
+bool IsRegularFile(int fd);
 // IsValue: the value file exists (a regular file, no link).
 bool IsValue(const RegKey& key, AnsiSubStr name);
 
