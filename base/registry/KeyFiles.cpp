@@ -127,11 +127,13 @@ bool MakeKey(const AnsiStr& hive, const AnsiStr& relative) {
     const char* slash = strchr(rest, '/');
     const size_t length = slash != nullptr ? static_cast<size_t>(slash - rest) : strlen(rest);
     const std::string component(rest, length);
-    if (Sys::MakeDirectoryAt(current, component.c_str(), 0777) != 0 && errno != EEXIST) {
-      CloseKeepingError(current);
-      return false;
+    // A key that another thread or process removes between our mkdir and open is made again.
+    int next = -1;
+    for (int attempt = 0; attempt < 8 && next < 0; ++attempt) {
+      if (Sys::MakeDirectoryAt(current, component.c_str(), 0777) != 0 && errno != EEXIST) break;
+      next = OpenSubDirectory(current, component.c_str());
+      if (next < 0 && errno != ENOENT) break;
     }
-    const int next = OpenSubDirectory(current, component.c_str());
     CloseKeepingError(current);
     current = next;
     rest += length + (slash != nullptr ? 1 : 0);
@@ -186,7 +188,8 @@ bool WriteValue(const RegKey& key, AnsiSubStr name, AnsiSubStr text, bool onlyIf
   if (!key.IsChecked() || !ValueFileName(name, file)) return false;
   const int flags = O_WRONLY | O_CREAT | O_NONBLOCK | (onlyIfMissing ? O_EXCL : 0);
   int fd = Open(key.GetHivePath(), key.GetRelativePath(), file, flags, 0666);
-  if (fd < 0 && errno == ENOENT) {
+  // The key is missing: make it (again, should another writer remove it in between).
+  for (int attempt = 0; attempt < 8 && fd < 0 && errno == ENOENT; ++attempt) {
     if (!MakeKey(key.GetHivePath(), key.GetRelativePath())) return false;
     fd = Open(key.GetHivePath(), key.GetRelativePath(), file, flags, 0666);
   }

@@ -26,7 +26,9 @@ TEST_F(RegistryConcurrency, ThreadsMakeWriteReadAndRemoveOneTree) {
       const AnsiStr mine(texts[t].c_str());
       for (int i = 0; i < 200; ++i) {
         // Every thread makes the same keys at once: a key another thread just made is fine.
-        if (!reg.CreateKey(AnsiStr(("Sub" + std::to_string(i % 5)).c_str()))) ++failures;
+        const AnsiStr sub(("Sub" + std::to_string(i % 5)).c_str());
+        if (!reg.CreateKey(sub)) ++failures;
+        if (!reg.Write(sub, "w", mine)) ++failures;  // into a key that the remover may take away
         if (!reg.Write("", "v", mine)) ++failures;
         AnsiStr read;
         if (reg.Read("", "v", read)) {
