@@ -273,6 +273,24 @@ TEST_F(RegistryTextTest, ConvertString) {
   EXPECT_EQ(S(RegConvertString("x", nullptr, &to, true)), "x");
 }
 
+TEST_F(RegistryTextTest, ImportWithSubstitutions) {
+  // Key paths are matched in their canonical form (a short root in the table finds the long one
+  // in the file); string values are matched as written.
+  Store<AnsiStr> from, to;
+  from.Append("HKLM\\Old").Append("HKEY_LOCAL_MACHINE\\Old");
+  to.Append("HKEY_LOCAL_MACHINE\\New").Append("HKEY_LOCAL_MACHINE\\NewValue");
+  const std::string file = m_dir + "/subst.reg";
+  Put(file,
+      "[HKEY_LOCAL_MACHINE\\Old\\K]\n\"ref\"=\"HKEY_LOCAL_MACHINE\\\\Old\\\\K\"\n\"other\"=\"HKEY_LOCAL_MACHINE\\\\Older\"\n"
+      "[hkey_local_machine\\old]\n@=\"top\"\nHKEY_LOCAL_MACHINE\\Old\\A=assigned\n");
+  ASSERT_TRUE(RegImport(File(AnsiStr(file.c_str())), &from, &to, true, false));
+  EXPECT_TRUE(Missing(R("machine/Old")));
+  EXPECT_EQ(Get(R("machine/New/K/ref")), "HKEY_LOCAL_MACHINE\\NewValue\\K");
+  EXPECT_EQ(Get(R("machine/New/K/other")), "HKEY_LOCAL_MACHINE\\Older");
+  EXPECT_EQ(Get(R("machine/New/registry.default")), "top");
+  EXPECT_EQ(Get(R("machine/New/A/registry.default")), "assigned");
+}
+
 TEST_F(RegistryTextTest, CopyAndMoveKeys) {
   const Registry reg(AnsiStr("HKLM\\Soft"));
   ASSERT_TRUE(reg.Write("Src", "v", AnsiStr("1")));
