@@ -14,7 +14,7 @@
 #include <cerrno>
 #include <new>
 
-#include "base/com/ClassRegistry.h"
+#include "private/com/ClassRegistry.h"
 #include "base/com/Guid.h"
 #include "base/com/Library.h"
 #include "base/core/CriticalSection.h"

@@ -1,6 +1,6 @@
 // ClassRegistry.cpp: TEMPORARY direct file access until the registry store lands; replaced by
 // calls into base/registry before this branch is merged.
-#include "base/com/ClassRegistry.h"
+#include "private/com/ClassRegistry.h"
 
 #include "base/fs/Directory.h"
 #include "base/fs/Stream.h"

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/com/ClassRegistry.h"
+#include "private/com/ClassRegistry.h"
 #include "base/com/Guid.h"
 #include "base/com/Library.h"
 #include "base/core/ErrorMessage.h"

@@ -1,5 +1,5 @@
 // ClassRegistry.h: the few registry operations of the class runtime, all below
-// HKEY_CLASSES_ROOT. Private to base/com.
+// HKEY_CLASSES_ROOT. Private to the library.
 #pragma once
 
 #include "base/fs/File.h"
