@@ -1,46 +1,26 @@
-// ClassRegistry.cpp: TEMPORARY direct file access until the registry store lands; replaced by
-// calls into base/registry before this branch is merged.
+// ClassRegistry.cpp: the class runtime's view of the registry, all below HKEY_CLASSES_ROOT.
 #include "private/com/ClassRegistry.h"
 
-#include "base/fs/Directory.h"
-#include "base/fs/Stream.h"
-#include "base/registry/RegistryRoot.h"
+#include "base/registry/Registry.h"
+#include "base/registry/RegistryText.h"
 
 namespace OrvGuiBase {
 
 namespace {
-AnsiStr KeyDirectory(const AnsiStr& key) {
-  AnsiStr path = GetRegClassesRoot();
-  path.Append("/").Append(key);
-  path.Replace('\\', '/');
-  return path;
-}
-AnsiStr ValueFile(const AnsiStr& key, const char* name) {
-  AnsiStr path = KeyDirectory(key);
-  path.Append("/").Append(*name != 0 ? name : "registry.default");
-  return path;
-}
+// A Registry is only its path: one made per call holds no state that could outlive the library.
+Registry ClassesRoot() { return Registry(AnsiStr("HKEY_CLASSES_ROOT")); }
 }  // namespace
 
 AnsiStr ReadClassesRootValue(const AnsiStr& key, const char* name) {
-  ReadStream in(File(ValueFile(key, name)), kReadBinary);
-  AnsiStr text;
-  if (!in.IsOpen()) return text;
-  in.ReadLn(text);
-  return text;
+  AnsiStr value;
+  ClassesRoot().Read(key, name, value);
+  return value;
 }
 
-bool WriteClassesRootDefault(const AnsiStr& key, const AnsiStr& value) {
-  if (!Directory(KeyDirectory(key)).Create(true, false)) return false;
-  WriteStream out(File(ValueFile(key, "")), kWriteBinary);
-  return out.IsOpen() && out.Write(value) && out.Close();
-}
+bool WriteClassesRootDefault(const AnsiStr& key, const AnsiStr& value) { return ClassesRoot().Write(key, "", value); }
 
-bool RemoveClassesRootKey(const AnsiStr& key) {
-  Directory directory(KeyDirectory(key));
-  return !directory.Exists() || directory.Remove(true, true);
-}
+bool RemoveClassesRootKey(const AnsiStr& key) { return !ClassesRoot().IsKey(key) || ClassesRoot().RemoveKey(key); }
 
-bool ImportRegistryText(const File&) { return false; }
+bool ImportRegistryText(const File& file) { return RegImport(file, nullptr, nullptr, true, false); }
 
 }  // namespace OrvGuiBase

@@ -74,6 +74,7 @@ TEST_F(RegsvrTool, ExitStatusesAndMessages) {
       {{"/u", library}, 4, "orvgui regsvr: " + library + " was loaded, but the entry point DllUnregisterServer was not found"},
       {{ORVGUI_TEST_FAILING_SERVER}, 5,
        "orvgui regsvr: DllRegisterServer in " + std::string(ORVGUI_TEST_FAILING_SERVER) + " failed: Unspecified error"},
+      {{(m_root / "missing.reg").string()}, 3, "orvgui regsvr: " + (m_root / "missing.reg").string() + " could not be imported: "},
       {{"/u", "x.reg"}, 1, "orvgui regsvr: x.reg: a registry text file cannot be unregistered"},
       {{"file.unknown"}, 1, "orvgui regsvr: file.unknown: no AutoRegister command for files of type .unknown"},
       {{}, 2, "orvgui regsvr: no FILE given"},
@@ -94,6 +95,21 @@ TEST_F(RegsvrTool, ExitStatusesAndMessages) {
     EXPECT_EQ(quiet.status, row.status);
     EXPECT_EQ(quiet.err + quiet.out, "");
   }
+}
+
+TEST_F(RegsvrTool, RegistryTextIsImported) {
+  const std::string text = (m_root / "greeter.reg").string();
+  std::ofstream(text) << "Windows Registry Editor Version 5.00\r\n\r\n"
+                         "[HKEY_CLASSES_ROOT\\Example.Greeter\\CLSID]\r\n"
+                         "@=\"{8E2C1B7A-4F0D-4C36-9A51-2D7E3B9C6F10}\"\r\n\r\n"
+                         "[HKEY_CLASSES_ROOT\\CLSID\\{8E2C1B7A-4F0D-4C36-9A51-2D7E3B9C6F10}\\InprocServer32]\r\n"
+                         "@=\"" << fs::canonical(ORVGUI_TEST_GREETER).string() << "\"\r\n";
+  ProcessResult r = Run({text});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "Import in " + text + " succeeded.\n");
+  r = Client({"Cy"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "Hello, Cy!\n");
 }
 
 TEST_F(RegsvrTool, HelpDocumentsTheExitStatuses) {

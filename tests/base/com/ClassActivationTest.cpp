@@ -221,7 +221,18 @@ TEST(Registration, EntriesResultsAndFileTypes) {
   EXPECT_FALSE(FileUnRegister(result, File(target.c_str())));
   EXPECT_EQ(result, E_FAIL);
 
-  // A registry text cannot be unregistered.
+  // A registry text is imported; it cannot be unregistered.
+  const fs::path text = root / "classes.reg";
+  std::ofstream(text) << "Windows Registry Editor Version 5.00\r\n\r\n"
+                         "[HKEY_CLASSES_ROOT\\Example.Text\\CLSID]\r\n"
+                         "@=\"{11111111-2222-3333-4444-555555555505}\"\r\n";
+  ASSERT_TRUE(FileRegister(result, File(text.c_str())));
+  EXPECT_EQ(result, S_OK);
+  GUID imported;
+  ASSERT_EQ(CLSIDFromProgID("Example.Text", &imported), S_OK);
+  EXPECT_TRUE(imported == kClassE);
+  EXPECT_FALSE(FileRegister(result, File((root / "missing.reg").c_str())));
+  EXPECT_EQ(result, HResultFromError(ENOENT));
   EXPECT_FALSE(FileUnRegister(result, File((root / "x.reg").c_str())));
   EXPECT_EQ(GetLastError(), ENOSYS);
 }
