@@ -10,11 +10,13 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "private/system/SysAt.h"
 
@@ -41,7 +43,7 @@ int Walk(int hiveFd, const char* sub, int flags, mode_t mode) {
       return fd;
     }
     const std::string component(sub, static_cast<size_t>(slash - sub));
-    const int next = Sys::OpenAt(current, component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
+    const int next = OpenSubDirectory(current, component.c_str());
     CloseKeepingError(current);
     current = next;
     sub = slash + 1;
@@ -50,11 +52,22 @@ int Walk(int hiveFd, const char* sub, int flags, mode_t mode) {
 }
 
 bool IsDot(AnsiSubStr name) {
-  return (name.GetLength() == 1 && name.GetStr()[0] == '.') ||
-         (name.GetLength() == 2 && name.GetStr()[0] == '.' && name.GetStr()[1] == '.');
+  const std::string_view text(name.GetStr(), name.GetLength());
+  return text == "." || text == "..";
 }
 
 }  // namespace
+
+int OpenSubDirectory(int directoryFd, const char* name) {
+  const int fd = Sys::OpenAt(directoryFd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW);
+  struct stat status;
+  if (fd >= 0 && (Sys::FileStatus(fd, &status) != 0 || !S_ISDIR(status.st_mode))) {
+    Sys::Close(fd);
+    errno = ELOOP;
+    return -1;
+  }
+  return fd;
+}
 
 bool ValueFileName(AnsiSubStr name, AnsiStr& file) {
   if (name.IsEmpty()) {
@@ -114,11 +127,13 @@ bool MakeKey(const AnsiStr& hive, const AnsiStr& relative) {
     const char* slash = strchr(rest, '/');
     const size_t length = slash != nullptr ? static_cast<size_t>(slash - rest) : strlen(rest);
     const std::string component(rest, length);
-    if (Sys::MakeDirectoryAt(current, component.c_str(), 0777) != 0 && errno != EEXIST) {
-      CloseKeepingError(current);
-      return false;
+    // A key that another thread or process removes between our mkdir and open is made again.
+    int next = -1;
+    for (int attempt = 0; attempt < 8 && next < 0; ++attempt) {
+      if (Sys::MakeDirectoryAt(current, component.c_str(), 0777) != 0 && errno != EEXIST) break;
+      next = OpenSubDirectory(current, component.c_str());
+      if (next < 0 && errno != ENOENT) break;
     }
-    const int next = Sys::OpenAt(current, component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
     CloseKeepingError(current);
     current = next;
     rest += length + (slash != nullptr ? 1 : 0);
@@ -171,9 +186,10 @@ bool WriteValue(const RegKey& key, AnsiSubStr name, AnsiSubStr text, bool onlyIf
   AnsiStr file;
   if (!key.IsChecked()) errno = EINVAL;
   if (!key.IsChecked() || !ValueFileName(name, file)) return false;
-  const int flags = O_WRONLY | O_CREAT | O_NONBLOCK | (onlyIfMissing ? O_EXCL : O_TRUNC);
+  const int flags = O_WRONLY | O_CREAT | O_NONBLOCK | (onlyIfMissing ? O_EXCL : 0);
   int fd = Open(key.GetHivePath(), key.GetRelativePath(), file, flags, 0666);
-  if (fd < 0 && errno == ENOENT) {
+  // The key is missing: make it (again, should another writer remove it in between).
+  for (int attempt = 0; attempt < 8 && fd < 0 && errno == ENOENT; ++attempt) {
     if (!MakeKey(key.GetHivePath(), key.GetRelativePath())) return false;
     fd = Open(key.GetHivePath(), key.GetRelativePath(), file, flags, 0666);
   }
@@ -184,7 +200,11 @@ bool WriteValue(const RegKey& key, AnsiSubStr name, AnsiSubStr text, bool onlyIf
     }
     return false;
   }
-  if (!Sys::WriteAll(fd, text.GetStr(), text.GetLength())) {
+  // Writers of one value take turns: the file is cut and written under an exclusive flock, so
+  // the last writer leaves its whole text, never a mix with a longer text written before.
+  // Readers take no lock (they may meet a value half written).
+  if (Sys::Flock(fd, LOCK_EX) != 0 || Sys::TruncateFile(fd, 0) != 0 ||
+      !Sys::WriteAll(fd, text.GetStr(), text.GetLength())) {
     CloseKeepingError(fd);
     return false;
   }
@@ -207,16 +227,18 @@ bool DeleteValue(const RegKey& key, AnsiSubStr name) {
   return rc == 0;
 }
 
-bool IsValue(const RegKey& key, AnsiSubStr name) {
-  AnsiStr file;
-  if (!ValueFileName(name, file)) return false;
-  const int fd = Open(key.GetHivePath(), key.GetRelativePath(), file, O_PATH);
+bool IsRegularFile(int fd) {
   if (fd < 0) return false;
   struct stat status;
   const bool regular = Sys::FileStatus(fd, &status) == 0 && S_ISREG(status.st_mode);
   Sys::Close(fd);
   if (!regular) errno = ENOENT;
   return regular;
+}
+
+bool IsValue(const RegKey& key, AnsiSubStr name) {
+  AnsiStr file;
+  return ValueFileName(name, file) && IsRegularFile(Open(key.GetHivePath(), key.GetRelativePath(), file, O_PATH));
 }
 
 bool List(int dirFd, Store<AnsiStr>* keys, Store<AnsiStr>* values, Store<AnsiStr>* others) {

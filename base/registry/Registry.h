@@ -21,9 +21,10 @@
 // Failures: false with the system's last error; a missing key or value is no error for the
 // readers, which give the default and false (last error 2). Text that does not read as the
 // requested type gives the default and false with last error 22 (34 out of range).
-// Concurrency: there is no lock, in the process or between processes; every call goes to the
-// file system. Readers may meet a value half written; of two writers the one that finishes last
-// leaves its content. Objects are values: one per thread, or const use only.
+// Concurrency: nothing is cached and there is no lock in the process; every call goes to the
+// file system. Writers of one value, in any process, take turns (an exclusive flock on the value
+// file while it is cut and written), so the last writer leaves its whole text; readers take no
+// lock and may meet a value half written. Objects are values: one per thread, or const use.
 // Depends on base/registry/RegPath.h, base/fs, base/text.
 #pragma once
 
@@ -170,12 +171,17 @@ class ORVGUI_API Registry {
  private:
   // Locate: the checked key of key below the object's path (not touching the disk).
   bool Locate(const AnsiStr& key, RegKey& located) const;
+  bool List(const AnsiStr& key, Store<AnsiStr>* keys, Store<AnsiStr>* values) const;
   bool ReadText(const AnsiStr& key, const AnsiStr& name, AnsiStr& text) const;
   bool WriteText(const AnsiStr& key, const AnsiStr& name, AnsiSubStr text, bool onlyIfMissing) const;
   template <class T>
   bool ReadInteger(const AnsiStr& key, const AnsiStr& name, T& value, T def, bool writeDefault) const;
   template <class T>
   bool WriteInteger(const AnsiStr& key, const AnsiStr& name, T value, bool onlyIfMissing) const;
+  template <class T>
+  bool ReadReal(const AnsiStr& key, const AnsiStr& name, T& value, T def, bool writeDefault) const;
+  template <class T>
+  bool WriteReal(const AnsiStr& key, const AnsiStr& name, T value, bool onlyIfMissing) const;
 
   AnsiStr m_path;
 };

@@ -214,32 +214,38 @@ bool Registry::RemoveKeys(const AnsiStr& valueName, const AnsiStr& text) const {
       &match);
 }
 
-bool Registry::GetKeys(Store<AnsiStr>& names, const AnsiStr& key) const {
+bool Registry::List(const AnsiStr& key, Store<AnsiStr>* keys, Store<AnsiStr>* values) const {
   RegKey located;
   if (!Locate(key, located)) return false;
   const int fd = RegFiles::OpenKey(located, O_PATH);
   if (fd < 0) return false;
-  const bool ok = RegFiles::List(fd, &names, nullptr);
+  const bool ok = RegFiles::List(fd, keys, values);
   const int error = errno;
   Sys::Close(fd);
   errno = error;
   return ok;
 }
 
+bool Registry::GetKeys(Store<AnsiStr>& names, const AnsiStr& key) const { return List(key, &names, nullptr); }
+
 bool Registry::GetValueNames(Store<AnsiStr>& names, const AnsiStr& key) const {
-  RegKey located;
-  if (!Locate(key, located)) return false;
-  const int fd = RegFiles::OpenKey(located, O_PATH);
-  if (fd < 0) return false;
   Store<AnsiStr> files;
-  const bool ok = RegFiles::List(fd, nullptr, &files);
-  const int error = errno;
-  Sys::Close(fd);
+  if (!List(key, nullptr, &files)) return false;
   for (uint32_t i = 0; i < files.GetCount(); ++i)
     names.Append(files.Get(i) == kRegDefaultValueFile ? AnsiStr() : files.Get(i));
-  errno = error;
-  return ok;
+  return true;
 }
+
+namespace {
+
+// Pick: the name at index, or "" with last error 2 past the end.
+AnsiStr Pick(const Store<AnsiStr>& names, unsigned index) {
+  if (index < names.GetCount()) return names.Get(index);
+  errno = ENOENT;
+  return AnsiStr();
+}
+
+}  // namespace
 
 unsigned Registry::GetKeyCount(const AnsiStr& key) const {
   Store<AnsiStr> names;
@@ -248,12 +254,7 @@ unsigned Registry::GetKeyCount(const AnsiStr& key) const {
 
 AnsiStr Registry::GetKey(unsigned index, const AnsiStr& key) const {
   Store<AnsiStr> names;
-  if (!GetKeys(names, key)) return AnsiStr();
-  if (index >= names.GetCount()) {
-    errno = ENOENT;
-    return AnsiStr();
-  }
-  return names.Get(index);
+  return GetKeys(names, key) ? Pick(names, index) : AnsiStr();
 }
 
 unsigned Registry::GetValueNameCount(const AnsiStr& key) const {
@@ -263,23 +264,12 @@ unsigned Registry::GetValueNameCount(const AnsiStr& key) const {
 
 AnsiStr Registry::GetValueName(unsigned index, const AnsiStr& key) const {
   Store<AnsiStr> names;
-  if (!GetValueNames(names, key)) return AnsiStr();
-  if (index >= names.GetCount()) {
-    errno = ENOENT;
-    return AnsiStr();
-  }
-  return names.Get(index);
+  return GetValueNames(names, key) ? Pick(names, index) : AnsiStr();
 }
 
 bool Registry::IsFull(const AnsiStr& key) const {
-  RegKey located;
-  if (!Locate(key, located)) return false;
-  const int fd = RegFiles::OpenKey(located, O_PATH);
-  if (fd < 0) return false;
   Store<AnsiStr> keys, values;
-  const bool ok = RegFiles::List(fd, &keys, &values);
-  Sys::Close(fd);
-  return ok && (keys.GetCount() + values.GetCount()) > 0;
+  return List(key, &keys, &values) && (keys.GetCount() + values.GetCount()) > 0;
 }
 
 bool Registry::IsValueName(const AnsiStr& key, const AnsiStr& name) const {
@@ -354,11 +344,30 @@ ORVGUI_REGISTRY_INTEGER(long long)
 ORVGUI_REGISTRY_INTEGER(unsigned long long)
 #undef ORVGUI_REGISTRY_INTEGER
 
-bool Registry::Read(const AnsiStr& key, const AnsiStr& name, double& value, double def, bool writeDefault) const {
+namespace {
+
+// Reals: the parser and the writer of each floating type.
+template <class T>
+struct Real;
+template <>
+struct Real<double> {
+  static int32_t Parse(const char* text, double* value) { return Str2Double(text, nullptr, value); }
+  static AnsiStr Text(double value) { return Double2Str(value, Setup::GetFractions()); }
+};
+template <>
+struct Real<float> {
+  static int32_t Parse(const char* text, float* value) { return Str2Float(text, nullptr, value); }
+  static AnsiStr Text(float value) { return Float2Str(value, Setup::GetFractions()); }
+};
+
+}  // namespace
+
+template <class T>
+bool Registry::ReadReal(const AnsiStr& key, const AnsiStr& name, T& value, T def, bool writeDefault) const {
   AnsiStr text;
   if (ReadText(key, name, text)) {
-    double parsed = 0;
-    const int32_t rc = Str2Double(text.GetStr(), nullptr, &parsed);
+    T parsed = 0;
+    const int32_t rc = Real<T>::Parse(text.GetStr(), &parsed);
     if (rc == 0) {
       value = parsed;
       return true;
@@ -367,39 +376,32 @@ bool Registry::Read(const AnsiStr& key, const AnsiStr& name, double& value, doub
   }
   const int error = errno;
   value = def;
-  if (writeDefault && error == ENOENT) WriteText(key, name, Double2Str(def, Setup::GetFractions()), true);
+  if (writeDefault && error == ENOENT) WriteText(key, name, Real<T>::Text(def), true);
   errno = error;
   return false;
+}
+
+template <class T>
+bool Registry::WriteReal(const AnsiStr& key, const AnsiStr& name, T value, bool onlyIfMissing) const {
+  const AnsiStr text = Real<T>::Text(value);
+  if (text.IsEmpty()) return false;  // NaN: the formatter's last error
+  return WriteText(key, name, text, onlyIfMissing);
+}
+
+bool Registry::Read(const AnsiStr& key, const AnsiStr& name, double& value, double def, bool writeDefault) const {
+  return ReadReal(key, name, value, def, writeDefault);
 }
 
 bool Registry::Read(const AnsiStr& key, const AnsiStr& name, float& value, float def, bool writeDefault) const {
-  AnsiStr text;
-  if (ReadText(key, name, text)) {
-    float parsed = 0;
-    const int32_t rc = Str2Float(text.GetStr(), nullptr, &parsed);
-    if (rc == 0) {
-      value = parsed;
-      return true;
-    }
-    errno = rc == -2 && parsed != 0 ? ERANGE : EINVAL;
-  }
-  const int error = errno;
-  value = def;
-  if (writeDefault && error == ENOENT) WriteText(key, name, Float2Str(def, Setup::GetFractions()), true);
-  errno = error;
-  return false;
+  return ReadReal(key, name, value, def, writeDefault);
 }
 
 bool Registry::Write(const AnsiStr& key, const AnsiStr& name, double value, bool onlyIfMissing) const {
-  const AnsiStr text = Double2Str(value, Setup::GetFractions());
-  if (text.IsEmpty()) return false;  // NaN: last error 33 from the formatter
-  return WriteText(key, name, text, onlyIfMissing);
+  return WriteReal(key, name, value, onlyIfMissing);
 }
 
 bool Registry::Write(const AnsiStr& key, const AnsiStr& name, float value, bool onlyIfMissing) const {
-  const AnsiStr text = Float2Str(value, Setup::GetFractions());
-  if (text.IsEmpty()) return false;
-  return WriteText(key, name, text, onlyIfMissing);
+  return WriteReal(key, name, value, onlyIfMissing);
 }
 
 bool Registry::Read(const AnsiStr& key, const AnsiStr& name, Blob& value) const {
@@ -480,13 +482,7 @@ AnsiStr RegReadString(const RegPath& key, const char* valueName) {
 }
 
 bool RegIsValue(const Directory& key, const char* valueName) {
-  const int fd = OpenInDirectory(key, valueName, O_PATH);
-  if (fd < 0) return false;
-  struct stat status;
-  const bool regular = Sys::FileStatus(fd, &status) == 0 && S_ISREG(status.st_mode);
-  Sys::Close(fd);
-  if (!regular) errno = ENOENT;
-  return regular;
+  return RegFiles::IsRegularFile(OpenInDirectory(key, valueName, O_PATH));
 }
 
 bool RegSetStringValue(const Directory& key, const char* valueName, const AnsiStr& value) {

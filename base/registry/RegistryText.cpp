@@ -82,7 +82,7 @@ class Exporter {
         errno = EINVAL;  // a listed name must be one plain key name
         return false;
       }
-      const int subFd = Sys::OpenAt(fd, sub.GetStr(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
+      const int subFd = RegFiles::OpenSubDirectory(fd, sub.GetStr());
       if (subFd < 0) {
         if (errno == ENOENT && only == nullptr) continue;
         return false;

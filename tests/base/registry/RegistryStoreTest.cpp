@@ -280,6 +280,8 @@ TEST_F(RegistryStoreTest, PlantedLinksAreNotFollowed) {
   EXPECT_FALSE(machine.Write("Trap\\Key", "planted", AnsiStr("x")));
   EXPECT_FALSE(machine.Write("Trap\\Key\\Deeper", "planted", AnsiStr("x")));
   EXPECT_FALSE(machine.CreateKey("Linked\\Sub"));
+  EXPECT_FALSE(machine.CreateKey("Linked"));
+  EXPECT_FALSE(RegKey().Open(RegPath("HKLM\\Trap\\Key"), kRegCreate));
   EXPECT_FALSE(machine.IsKey("Linked"));
   EXPECT_FALSE(machine.IsValueName("Trap", "value"));
   EXPECT_FALSE(machine.RemoveKey("Linked"));

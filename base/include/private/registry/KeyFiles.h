@@ -20,6 +20,9 @@ bool ValueFileName(AnsiSubStr name, AnsiStr& file);
 // below hive (O_NOFOLLOW is added for the last component).
 int Open(const AnsiStr& hive, const AnsiStr& relative, AnsiSubStr tail, int flags, mode_t mode = 0);
 int OpenKey(const RegKey& key, int flags);
+// OpenSubDirectory: the directory name of directoryFd as an O_PATH descriptor; a link (or
+// anything but a directory) is refused with ELOOP.
+int OpenSubDirectory(int directoryFd, const char* name);
 // MakeKey: makes the hive directory and every missing key of relative.
 bool MakeKey(const AnsiStr& hive, const AnsiStr& relative);
 
@@ -28,10 +31,13 @@ bool ReadFd(int fd, AnsiStr& text);
 // ReadValue: the value's text; false with ENOENT when the key or value is missing.
 bool ReadValue(const RegKey& key, AnsiSubStr name, AnsiStr& text);
 // WriteValue: writes the value file (truncating it), making the key first when it is missing.
-// With onlyIfMissing an existing value is kept (and that is success).
+// With onlyIfMissing an existing value is kept (and that is success). Writers of one value
+// take turns under an exclusive flock of the file: the last leaves its whole text.
 bool WriteValue(const RegKey& key, AnsiSubStr name, AnsiSubStr text, bool onlyIfMissing = false);
 // DeleteValue: removes the value file.
 bool DeleteValue(const RegKey& key, AnsiSubStr name);
+// IsRegularFile: fd (closed here; -1 passes through as false) is a regular file; ENOENT if not.
+bool IsRegularFile(int fd);
 // IsValue: the value file exists (a regular file, no link).
 bool IsValue(const RegKey& key, AnsiSubStr name);
 
