@@ -5,9 +5,14 @@
 //   AnsiStr text = GetErrorMessage(0x80040154);   // "Class not registered (0x80040154/...)"
 #pragma once
 
+#include "base/com/ClassActivation.h"
+#include "base/com/ClassFactory.h"
 #include "base/com/ComMemory.h"
+#include "base/com/Guid.h"
 #include "base/com/HResult.h"
 #include "base/com/IStream.h"
+#include "base/com/Library.h"
+#include "base/com/Registration.h"
 #include "base/core/CallbackSlot.h"
 #include "base/core/ComTypes.h"
 #include "base/core/CrashGuard.h"
