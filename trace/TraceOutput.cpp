@@ -207,8 +207,10 @@ bool WritePipeRecord(const char* record, size_t length, bool force) noexcept {
       if (!written) {
         if (context->pipe >= 0) OrvGuiBase::Sys::Close(context->pipe);
         context->pipe = -1;
-        context->lastFailure = OrvGuiBase::GetClockTicks64();
-        if (context->lastFailure == 0) context->lastFailure = 1;
+        if (!force) {  // a forced record (the server's wake-up) says nothing about viewers
+          context->lastFailure = OrvGuiBase::GetClockTicks64();
+          if (context->lastFailure == 0) context->lastFailure = 1;
+        }
       }
     }
   }
