@@ -74,8 +74,7 @@ inline constexpr unsigned kTraceLineMax = 1024;
 // lone CR end one). A null text writes nothing. Lines longer than kTraceLineMax bytes go out in
 // pieces cut at UTF-8 character starts, each piece with the prefix.
 ORVGUI_API void TraceStr(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text);
-// TraceLastError: text + ": " + the message of the current last error.
-ORVGUI_API void TraceLastError(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text);
+// TraceLastError (declared with TraceMsg): text + ": " + the message of the current last error.
 // TraceStack: text + ": STACK = <frame>-<base> (<depth>/<maximum depth>)", and raises the
 // thread's maximum depth; without a thread record the plain text.
 ORVGUI_API void TraceStack(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text);

@@ -24,6 +24,9 @@ enum : unsigned {
 // be null). Keeps the caller's last error; allocates nothing on its normal path.
 ORVGUI_API void TraceMsg(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text);
 
+// TraceLastError: text + ": " + the message of the calling thread's last error, as TraceMsg.
+ORVGUI_API void TraceLastError(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text);
+
 namespace Internal {
 // InitTraceAtLoad: the trace set-up of the library's load (the trace-file lock, the flag that
 // lets lines out); called once by the load-time initialiser.
