@@ -11,6 +11,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -61,6 +62,20 @@ struct ModuleName {
   OrvGuiBase::AnsiStr name = OrvGuiBase::GetProgramName();
 };
 constinit OrvGuiBase::LazyStatic<ModuleName> s_modulename;
+
+// The process id, read once and again in a child after fork.
+std::atomic<uint32_t> g_pid{0};
+
+uint32_t ProcessId() {
+  uint32_t pid = g_pid.load(std::memory_order_relaxed);
+  if (pid == 0) [[unlikely]] {
+    static const int s_registered = pthread_atfork(nullptr, nullptr, [] { g_pid.store(0); });
+    (void)s_registered;
+    pid = static_cast<uint32_t>(getpid());
+    g_pid.store(pid, std::memory_order_relaxed);
+  }
+  return pid;
+}
 
 char KindLetter(unsigned kind) {
   switch (kind) {
@@ -169,7 +184,7 @@ void AppendPrefix(LineBuilder& line, TraceThreadData* record, unsigned kind, uns
   }
   if (format & kTraceProcess) {
     line.Append('|');
-    line.AppendHex(static_cast<uint32_t>(getpid()));
+    line.AppendHex(ProcessId());
   }
   if (format & kTraceThread) {
     line.Append('|');
@@ -238,6 +253,10 @@ void EmitLine(LineBuilder& line, size_t prefixLength, unsigned indent, const cha
 // directly after the prefix.
 void TraceStr(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text) {
   if (text == nullptr || !IsTraceInitialised()) return;
+  // The filter first, without touching the last error: a thread with a record answers from it.
+  if (TraceThreadData* existing = TraceThreadRecord::Peek();
+      existing != nullptr && (existing->stopCount != 0 || (existing->mask & bits) != bits)) [[likely]]
+    return;
   ErrorKeeper keep;
   TraceThreadData* record = GetTraceRecord();
   if (record != nullptr ? record->stopCount != 0 || (record->mask & bits) != bits : (0xFFFu & bits) != bits) return;

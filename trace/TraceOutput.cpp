@@ -75,8 +75,8 @@ std::atomic<bool> g_initialised{false};
 std::atomic<unsigned> g_destination{kTraceToPipe};
 std::atomic<TraceStrHandler> g_handler{nullptr};
 
-// PipeSignalBlock: SIGPIPE blocked on this thread for its lifetime; one raised meanwhile is
-// taken back before the old mask returns.
+// PipeSignalBlock: SIGPIPE blocked on this thread for its lifetime. A write that fails with
+// EPIPE raises it for this thread; Consume takes it back before the old mask returns.
 class PipeSignalBlock {
  public:
   PipeSignalBlock() {
@@ -84,25 +84,25 @@ class PipeSignalBlock {
     sigaddset(&m_pipe, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &m_pipe, &m_previous);
   }
-  ~PipeSignalBlock() {
-    if (!sigismember(&m_previous, SIGPIPE)) {
-      sigset_t pending;
-      if (sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE)) {
-        const timespec none{0, 0};
-        sigtimedwait(&m_pipe, nullptr, &none);
-      }
-    }
-    pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
-  }
+  ~PipeSignalBlock() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
   PipeSignalBlock(const PipeSignalBlock&) = delete;
   PipeSignalBlock& operator=(const PipeSignalBlock&) = delete;
+  // Consume: after an EPIPE, unless the thread had SIGPIPE blocked itself (then it stays
+  // pending for the host, as it would without us).
+  void Consume() {
+    if (sigismember(&m_previous, SIGPIPE)) return;
+    const timespec none{0, 0};
+    sigtimedwait(&m_pipe, nullptr, &none);
+  }
 
  private:
   sigset_t m_pipe, m_previous;
 };
 
-bool WriteRecord(int fd, const char* record, size_t length) {
-  return OrvGuiBase::Sys::Write(fd, record, length) == static_cast<ssize_t>(length);
+bool WriteRecord(int fd, const char* record, size_t length, PipeSignalBlock& block) {
+  if (OrvGuiBase::Sys::Write(fd, record, length) == static_cast<ssize_t>(length)) return true;
+  if (errno == EPIPE) block.Consume();
+  return false;
 }
 
 // The time-stamped form of the file and of standard error.
@@ -194,7 +194,7 @@ bool WritePipeRecord(const char* record, size_t length, bool force) noexcept {
   if (force || context->lastFailure == 0 || now - context->lastFailure >= kPipeRestMs) {
     PipeSignalBlock block;
     if (context->pipe >= 0) {
-      written = WriteRecord(context->pipe, record, length);
+      written = WriteRecord(context->pipe, record, length, block);
       if (!written) {
         OrvGuiBase::Sys::Close(context->pipe);
         context->pipe = -1;
@@ -203,7 +203,7 @@ bool WritePipeRecord(const char* record, size_t length, bool force) noexcept {
     if (!written) {
       context->pipe = OrvGuiBase::Sys::Open(kPipePath, O_WRONLY | O_APPEND | O_NONBLOCK);
       written = context->pipe >= 0 && fcntl(context->pipe, F_SETFL, O_WRONLY | O_APPEND) == 0 &&
-                WriteRecord(context->pipe, record, length);
+                WriteRecord(context->pipe, record, length, block);
       if (!written) {
         if (context->pipe >= 0) OrvGuiBase::Sys::Close(context->pipe);
         context->pipe = -1;
