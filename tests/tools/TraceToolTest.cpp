@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -19,6 +18,7 @@
 #include <vector>
 
 #include "TestProcess.h"
+#include "TestRegex.h"
 #include "trace/Trace.h"
 
 namespace {
@@ -127,10 +127,10 @@ TEST(TraceTool, ShowsEmittedLinesFilteredByKindWithFieldsAndSavesThem) {
   const std::vector<std::string> lines = SplitLines(r.out);
   ASSERT_EQ(lines.size(), 7u) << r.out;
   std::set<std::string> texts;
-  const std::regex form("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} (TT|KK|KW)\\|0x[0-9A-F]+: (tool-emit [0-9])");
+  const char* form = ("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} (TT|KK|KW)\\|0x[0-9A-F]+: (tool-emit [0-9])");
   for (const std::string& line : lines) {
-    std::smatch match;
-    ASSERT_TRUE(std::regex_match(line, match, form)) << line;
+    std::vector<std::string> match;
+    ASSERT_TRUE(FullMatch(line, form, &match)) << line;
     texts.insert(match[2]);
   }
   // 3 is excluded, 6 and 7 are of kind E, and the CR LF text gives two lines.
@@ -170,15 +170,15 @@ TEST(TraceTool, ManyWriterProcessesAsJsonWholeAndComplete) {
   EXPECT_EQ(r.status, 0) << r.err;
   const std::vector<std::string> lines = SplitLines(r.out);
   ASSERT_EQ(lines.size(), size_t{kWriters * kLines});
-  const std::regex form(
+  const char* form = (
       "\\{\"time\":\"[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}\",\"state\":(8193|4097),"
       "\"kind\":\"(T|E)\",\"text\":\"(TT|EE): json-many ([0-9]+) ([0-9]+) \\\\\"q\\\\\" (x*)\"\\}");
   std::set<std::pair<int, int>> seen;
   for (const std::string& line : lines) {
-    std::smatch m;
-    ASSERT_TRUE(std::regex_match(line, m, form)) << line;
+    std::vector<std::string> m;
+    ASSERT_TRUE(FullMatch(line, form, &m)) << line;
     const int w = std::stoi(m[4]), i = std::stoi(m[5]);
-    EXPECT_EQ(m[6].length(), 50 * w) << "whole record";
+    EXPECT_EQ(m[6].length(), size_t(50 * w)) << "whole record";
     EXPECT_EQ(m[2], w % 2 ? "E" : "T");
     EXPECT_EQ(m[1], w % 2 ? "4097" : "8193");
     seen.insert({w, i});

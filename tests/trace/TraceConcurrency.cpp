@@ -5,12 +5,12 @@
 
 #include <fstream>
 #include <mutex>
-#include <regex>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "TestRegex.h"
 #include "base/fs/File.h"
 #include "trace/Trace.h"
 
@@ -50,7 +50,7 @@ TEST(TraceConcurrency, EveryThreadKeepsItsSettingsAndItsLinesWhole) {
   for (int t = 0; t < kThreads; ++t) threads.emplace_back(TraceFromThread, t);
   for (std::thread& thread : threads) thread.join();
   TraceSetStrHandler(nullptr);
-  const std::regex form("TT\\|thread([0-9]+): ( *)([0-9]+) ([0-9]+) (first|second)");
+  const char* form = "TT\\|thread([0-9]+): ( *)([0-9]+) ([0-9]+) (first|second)";
   std::set<std::string> seen;
   size_t odd = 0;
   for (const std::string& line : g_lines) {
@@ -59,11 +59,11 @@ TEST(TraceConcurrency, EveryThreadKeepsItsSettingsAndItsLinesWhole) {
       EXPECT_EQ(std::stoi(line.substr(9)) % 2, 1) << line;
       continue;
     }
-    std::smatch m;
-    ASSERT_TRUE(std::regex_match(line, m, form)) << line;
+    std::vector<std::string> m;
+    ASSERT_TRUE(FullMatch(line, form, &m)) << line;
     EXPECT_EQ(m[1], m[3]) << "a line of one thread carries another's text";
     EXPECT_EQ(m[2].length(), size_t(std::stoi(m[1]) % 3)) << "indentation of another thread";
-    seen.insert(m[3].str() + " " + m[4].str() + " " + m[5].str());
+    seen.insert(m[3] + " " + m[4] + " " + m[5]);
   }
   EXPECT_EQ(seen.size(), size_t{kThreads * kLines * 2});
   EXPECT_EQ(odd, size_t{kThreads / 2 * kLines});
@@ -84,13 +84,13 @@ TEST(TraceConcurrency, TraceFileLinesNeverInterleave) {
   for (std::thread& thread : threads) thread.join();
   TraceToTracer();
   std::ifstream in(path);
-  const std::regex form("[0-9-]{10} [0-9:.]{12}: EE: file ([0-9]) ([a-z]+)");
+  const char* form = "[0-9-]{10} [0-9:.]{12}: EE: file ([0-9]) ([a-z]+)";
   int count = 0;
   for (std::string line; std::getline(in, line); ++count) {
-    std::smatch m;
-    ASSERT_TRUE(std::regex_match(line, m, form)) << line.substr(0, 80);
+    std::vector<std::string> m;
+    ASSERT_TRUE(FullMatch(line, form, &m)) << line.substr(0, 80);
     const int t = std::stoi(m[1]);
-    EXPECT_EQ(m[2].str(), std::string(200 + 40 * t, 'a' + t));
+    EXPECT_EQ(m[2], std::string(200 + 40 * t, 'a' + t));
   }
   EXPECT_EQ(count, kThreads * kLines);
   unlink(path.c_str());

@@ -15,12 +15,12 @@
 #include <cstdlib>
 #include <fstream>
 #include <mutex>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "TestRegex.h"
 #include "base/fs/File.h"
 
 namespace OrvGuiTrace {
@@ -108,7 +108,7 @@ TEST_F(TraceTest, PrefixFollowsTheFormatWord) {
   }
   const std::vector<std::string> depth = Lines(0x80, kTraceTrace, 0x01, nullptr, 0, "hi");
   ASSERT_EQ(depth.size(), 1u);
-  EXPECT_TRUE(std::regex_match(depth[0], std::regex("TT\\|[0-9]+: hi"))) << depth[0];
+  EXPECT_TRUE(FullMatch(depth[0], "TT\\|[0-9]+: hi")) << depth[0];
 }
 
 TEST_F(TraceTest, KindAndMaskLetters) {
@@ -327,7 +327,7 @@ TEST_F(TraceTest, LastErrorStackAndHostEntryPoints) {
   g_lines.clear();
   TraceStack(kTraceTrace, 1, nullptr, 0, "here");
   ASSERT_EQ(g_lines.size(), 1u);
-  EXPECT_TRUE(std::regex_match(g_lines[0], std::regex("TT: here: STACK = 0x[0-9a-fA-F]+-0x[0-9a-fA-F]+ \\([0-9]+/[0-9]+\\)")))
+  EXPECT_TRUE(FullMatch(g_lines[0], "TT: here: STACK = 0x[0-9a-fA-F]+-0x[0-9a-fA-F]+ \\([0-9]+/[0-9]+\\)"))
       << g_lines[0];
   TraceSetMask(0x1);
   g_lines.clear();
@@ -404,8 +404,8 @@ TEST_F(TraceTest, TraceFileGetsTimeStampedLines) {
   ASSERT_EQ(lines.size(), 3u);
   const char* texts[] = {"TT: first", "TT: second", "EE: third"};
   for (int i = 0; i < 3; ++i)
-    EXPECT_TRUE(std::regex_match(lines[i], std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}: " +
-                                                      std::string(texts[i]))))
+    EXPECT_TRUE(FullMatch(lines[i], "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}: " +
+                                    std::string(texts[i])))
         << lines[i];
   unlink(path.c_str());
   rmdir(pattern);
