@@ -54,9 +54,22 @@ struct TraceThreadContext {
   pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;  // the descriptor and the failure time
 };
 
-TraceThreadContext::TraceThreadContext() { format = MapSharedFormat(sharedMemory, mapping); }
+// A child made by fork while another thread of the parent held the lock would never see it
+// released: the child starts with a free lock (its only thread cannot be inside a write).
+TraceThreadContext* g_forkContext = nullptr;
+
+void FreeLockInChild() {
+  if (g_forkContext != nullptr) pthread_mutex_init(&g_forkContext->lock, nullptr);
+}
+
+TraceThreadContext::TraceThreadContext() {
+  format = MapSharedFormat(sharedMemory, mapping);
+  g_forkContext = this;
+  pthread_atfork(nullptr, nullptr, &FreeLockInChild);
+}
 
 TraceThreadContext::~TraceThreadContext() {
+  g_forkContext = nullptr;
   UnmapSharedFormat(sharedMemory, mapping);
   if (pipe >= 0) close(pipe);
   pthread_mutex_destroy(&lock);
