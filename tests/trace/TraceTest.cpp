@@ -23,6 +23,20 @@
 #include "TestRegex.h"
 #include "base/fs/File.h"
 
+// Allocation counting for the no-allocation test: this program's malloc counts the calls of a
+// thread that asks for it and hands every request to the C library's allocator. Not with the
+// sanitizers, which bring their own allocator.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define ORVGUI_TEST_COUNTS_ALLOCATIONS 1
+extern "C" void* __libc_malloc(size_t size);
+static __thread bool t_countAllocations = false;
+static __thread unsigned t_allocations = 0;
+extern "C" void* malloc(size_t size) {
+  if (t_countAllocations) ++t_allocations;
+  return __libc_malloc(size);
+}
+#endif
+
 namespace OrvGuiTrace {
 namespace {
 
@@ -276,6 +290,35 @@ TEST_F(TraceTest, ContextBuffersNestFourDeep) {
   EXPECT_EQ(std::string(clipped), std::string(1023, 'z'));
   for (int i = 0; i < 3; ++i) FreeTraceContext();
 }
+
+#ifdef ORVGUI_TEST_COUNTS_ALLOCATIONS
+unsigned g_counted = 0;
+bool CountOnly(const char*) {
+  ++g_counted;
+  return true;
+}
+
+TEST_F(TraceTest, TheNormalPathAllocatesNothing) {
+  TraceSetStrHandler(&CountOnly);
+  TraceSetOutput(0x10E7);  // process, thread, module, file, line, stack depth, no letters
+  std::string text(3000, 'w');
+  text += "\r\nsecond\rthird\n";
+  TraceStr(kTraceTrace, 1, "alloc", 12, text.c_str());  // the module name is built once, here
+  g_counted = 0;
+  t_allocations = 0;
+  t_countAllocations = true;
+  for (int i = 0; i < 10; ++i) {
+    TraceStr(kTraceTrace, 1, "alloc", 12, text.c_str());
+    TraceMsg(kTraceError, 0x20, nullptr, 0, "short");
+    TraceStr(kTraceTrace, 0x4000, "alloc", 12, "masked out");
+    (void)InitTraceContext("%d", i);
+    FreeTraceContext();
+  }
+  t_countAllocations = false;
+  EXPECT_EQ(g_counted, 10u * (3 + 3 + 1));
+  EXPECT_EQ(t_allocations, 0u);
+}
+#endif
 
 TEST(TraceGetStateTest, ReadsTheFirstThreeCharacters) {
   struct Case {
