@@ -106,10 +106,10 @@ bool ReadPipe(OrvGuiBase::Thread& self, int fd) {
     }
     const size_t total = pending + static_cast<size_t>(got);
     size_t start = 0;
-    for (size_t i = 0; i < total; ++i) {
-      if (buffer[i] != 0) continue;
-      Deliver(buffer + start, i - start);
-      start = i + 1;
+    while (const void* zero = memchr(buffer + start, 0, total - start)) {
+      const size_t end = static_cast<size_t>(static_cast<const char*>(zero) - buffer);
+      Deliver(buffer + start, end - start);
+      start = end + 1;
     }
     pending = total - start;
     memmove(buffer, buffer + start, pending);
