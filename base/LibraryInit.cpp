@@ -20,6 +20,7 @@
 #include "base/core/ParticleAllocator.h"
 #include "base/core/ThreadData.h"
 #include "base/core/ThreadExit.h"
+#include "base/core/UpcallTrace.h"
 #include "base/process/Account.h"
 #include "base/process/CommandLine.h"
 #include "base/process/Setup.h"
@@ -67,6 +68,7 @@ struct LoadTimeSetUp {
     Internal::PrimeThreadExitRegistry();
     (void)GetNonReentrantSection();
     (void)GetLazyStaticInternalLock();
+    OrvGuiTrace::Internal::InitTraceAtLoad();
     InstallFatalSignalHandlers();
   }
 };

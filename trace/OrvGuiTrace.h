@@ -8,3 +8,4 @@
 #include "base/OrvGuiBase.h"
 #include "trace/EventReport.h"
 #include "trace/Trace.h"
+#include "trace/TraceServer.h"

@@ -9,6 +9,8 @@
 
 #include <cerrno>
 
+#include "base/core/UpcallTrace.h"
+
 namespace OrvGuiBase {
 
 Thread::Thread() : m_lock("Thread") {}
@@ -42,6 +44,7 @@ bool Thread::Start(Function function, void* context) {
   const int rc = pthread_create(&thread, nullptr, &Thread::Run, this);
   if (rc != 0) {
     errno = rc;
+    OrvGuiTrace::TraceLastError(OrvGuiTrace::kTraceError, 0x01, "thread", __LINE__, "Thread::Start: Could not create thread");
     return false;
   }
   m_thread = thread;

@@ -297,10 +297,8 @@ bool TempFile::Cleanup() {
   if (m_path.IsEmpty()) return true;
   const bool removed = Remove(true);
   if (!removed) {
-    const int error = errno;
-    OrvGuiTrace::TraceMsg(OrvGuiTrace::kTraceTrace, 0, __FILE__, __LINE__,
-             AnsiStr("Could not remove temporary file ").Append(m_path).GetStr());
-    errno = error;
+    OrvGuiTrace::TraceLastError(OrvGuiTrace::kTraceTrace, 0x01, "io", __LINE__,
+                                AnsiStr("Could not remove temporary file ").Append(m_path).GetStr());
   }
   m_path = AnsiStr();
   return removed;
