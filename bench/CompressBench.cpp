@@ -7,7 +7,8 @@
 // (both one-shot). Inputs: "Text" the RTF documents and the UTF-8 test text of the shared
 // corpus, "Json" twitter.json and citm_catalog.json, "Binary" this benchmark program itself.
 // Before the runs, one line per input and codec gives the output sizes:
-// "size <Input>: orvgui <n> zlib <m> (orvgui/zlib = r)".
+// "size Deflate<Input>: input <n> orvgui <n> zlib <m> (orvgui/zlib = r)", the same for Block
+// beside bzip2.
 #include <benchmark/benchmark.h>
 #include <bzlib.h>
 #include <zlib.h>
@@ -20,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "base/compress/BlockCompress.h"
 #include "base/compress/Deflate.h"
 #include "base/compress/Inflate.h"
 
@@ -139,6 +141,17 @@ void Bzip2_compress(benchmark::State& state, int which) {
   state.counters["out"] = static_cast<double>(size);
 }
 
+void Block_orvgui(benchmark::State& state, int which) {
+  const Bytes& in = Input(which);
+  Bytes out;
+  for (auto _ : state) {
+    BlockCompress(in.data(), in.size(), out, 9);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * in.size()));
+  state.counters["out"] = static_cast<double>(out.size());
+}
+
 const char* const kInputNames[] = {"Text", "Json", "Binary"};
 
 // Registration: one group per codec and input, sizes printed first.
@@ -150,6 +163,7 @@ struct Registrar {
       benchmark::RegisterBenchmark(("Deflate" + input + "/zlib").c_str(), Deflate_zlib, which)->Unit(benchmark::kMillisecond);
       benchmark::RegisterBenchmark(("Inflate" + input + "/orvgui").c_str(), Inflate_orvgui, which)->Unit(benchmark::kMillisecond);
       benchmark::RegisterBenchmark(("Inflate" + input + "/zlib").c_str(), Inflate_zlib, which)->Unit(benchmark::kMillisecond);
+      benchmark::RegisterBenchmark(("Block" + input + "/orvgui").c_str(), Block_orvgui, which)->Unit(benchmark::kMillisecond);
       benchmark::RegisterBenchmark(("Block" + input + "/bzip2").c_str(), Bzip2_compress, which)->Unit(benchmark::kMillisecond);
     }
   }
@@ -166,6 +180,14 @@ struct SizeReport {
       const Bytes theirs = ZlibCompress(in, 6);
       std::printf("size Deflate%s: input %zu orvgui %zu zlib %zu (orvgui/zlib = %.4f)\n", kInputNames[which], in.size(),
                   ours.size(), theirs.size(), static_cast<double>(ours.size()) / static_cast<double>(theirs.size()));
+      Bytes block;
+      BlockCompress(in.data(), in.size(), block, 9);
+      Bytes bz(in.size() + in.size() / 100 + 600);
+      unsigned bzSize = static_cast<unsigned>(bz.size());
+      BZ2_bzBuffToBuffCompress(reinterpret_cast<char*>(bz.data()), &bzSize,
+                               const_cast<char*>(reinterpret_cast<const char*>(in.data())), static_cast<unsigned>(in.size()), 9, 0, 0);
+      std::printf("size Block%s: input %zu orvgui %zu bzip2 %u (orvgui/bzip2 = %.4f)\n", kInputNames[which], in.size(),
+                  block.size(), bzSize, static_cast<double>(block.size()) / bzSize);
     }
     std::fflush(stdout);
   }
