@@ -32,35 +32,36 @@ constexpr uint32_t kBlockUnit = 100000;
 
 // ---- suffix sorting ----
 
-void GetBuckets(const int32_t* s, int32_t* bucket, int32_t n, int32_t k, bool end) {
-  std::memset(bucket, 0, sizeof(int32_t) * static_cast<size_t>(k + 1));
-  for (int32_t i = 0; i < n; ++i) ++bucket[s[i]];
+// GetBuckets: where each value's bucket starts (or ends), from the counts of the values.
+void GetBuckets(const int32_t* counts, int32_t* bucket, int32_t k, bool end) {
   int32_t sum = 0;
   for (int32_t i = 0; i <= k; ++i) {
-    sum += bucket[i];
-    bucket[i] = end ? sum : sum - bucket[i];
+    sum += counts[i];
+    bucket[i] = end ? sum : sum - counts[i];
   }
 }
 
+template <typename Char>
 struct Sais {
-  const int32_t* s;
+  const Char* s;
   int32_t* sa;
   int32_t n;
   int32_t k;
   std::vector<uint8_t> type;  // 1: S, 0: L
   std::vector<int32_t> bucket;
+  std::vector<int32_t> counts;
 
   bool IsLms(int32_t i) const { return i > 0 && type[i] && !type[i - 1]; }
 
   void InduceL() {
-    GetBuckets(s, bucket.data(), n, k, false);
+    GetBuckets(counts.data(), bucket.data(), k, false);
     for (int32_t i = 0; i < n; ++i) {
       const int32_t j = sa[i] - 1;
       if (j >= 0 && !type[j]) sa[bucket[s[j]]++] = j;
     }
   }
   void InduceS() {
-    GetBuckets(s, bucket.data(), n, k, true);
+    GetBuckets(counts.data(), bucket.data(), k, true);
     for (int32_t i = n - 1; i >= 0; --i) {
       const int32_t j = sa[i] - 1;
       if (j >= 0 && type[j]) sa[--bucket[s[j]]] = j;
@@ -72,11 +73,13 @@ struct Sais {
   void Run() {
     type.assign(static_cast<size_t>(n), 0);
     bucket.assign(static_cast<size_t>(k + 1), 0);
+    counts.assign(static_cast<size_t>(k + 1), 0);
+    for (int32_t i = 0; i < n; ++i) ++counts[s[i]];
     type[n - 1] = 1;
     if (n >= 2) type[n - 2] = 0;
     for (int32_t i = n - 3; i >= 0; --i) type[i] = (s[i] < s[i + 1] || (s[i] == s[i + 1] && type[i + 1])) ? 1 : 0;
 
-    GetBuckets(s, bucket.data(), n, k, true);
+    GetBuckets(counts.data(), bucket.data(), k, true);
     for (int32_t i = 0; i < n; ++i) sa[i] = -1;
     for (int32_t i = 1; i < n; ++i) {
       if (IsLms(i)) sa[--bucket[s[i]]] = i;
@@ -113,14 +116,13 @@ struct Sais {
     int32_t* sa1 = sa;
     int32_t* s1 = sa + n - n1;
     if (name < n1) {
-      Sais sub{s1, sa1, n1, name - 1, {}, {}};
+      Sais<int32_t> sub{s1, sa1, n1, name - 1, {}, {}, {}};
       sub.Run();
     } else {
       for (int32_t i = 0; i < n1; ++i) sa1[s1[i]] = i;
     }
 
-    bucket.assign(static_cast<size_t>(k + 1), 0);
-    GetBuckets(s, bucket.data(), n, k, true);
+    GetBuckets(counts.data(), bucket.data(), k, true);
     for (int32_t i = 1, j = 0; i < n; ++i) {
       if (IsLms(i)) s1[j++] = i;
     }
@@ -339,10 +341,12 @@ bool DecodeRanks(const uint8_t* data, size_t size, uint8_t* ranks, uint32_t n) {
 void BurrowsWheeler(const uint8_t* in, uint32_t n, uint8_t* out, uint32_t& primary) {
   primary = 0;
   if (n == 0) return;
-  std::vector<int32_t> text(n + 1), sa(n + 1);
-  for (uint32_t i = 0; i < n; ++i) text[i] = in[i] + 1;
+  // The bytes as 1..256 and a 0 after them, the unique smallest value the sort needs.
+  std::vector<uint16_t> text(n + 1);
+  std::vector<int32_t> sa(n + 1);
+  for (uint32_t i = 0; i < n; ++i) text[i] = static_cast<uint16_t>(in[i] + 1);
   text[n] = 0;
-  Sais sorter{text.data(), sa.data(), static_cast<int32_t>(n + 1), 256, {}, {}};
+  Sais<uint16_t> sorter{text.data(), sa.data(), static_cast<int32_t>(n + 1), 256, {}, {}, {}};
   sorter.Run();
   // Row 0 is the marker's suffix, preceded by the last byte; the row of the whole block is
   // preceded by the marker, which is left out and remembered as primary.
@@ -417,8 +421,11 @@ void MoveToFront(const uint8_t* in, uint32_t n, uint8_t* ranks) {
   for (int i = 0; i < 256; ++i) order[i] = static_cast<uint8_t>(i);
   for (uint32_t i = 0; i < n; ++i) {
     const uint8_t c = in[i];
-    uint32_t r = 0;
-    while (order[r] != c) ++r;
+    if (order[0] == c) {  // the common case after the transform
+      ranks[i] = 0;
+      continue;
+    }
+    const uint32_t r = static_cast<uint32_t>(static_cast<const uint8_t*>(std::memchr(order, c, 256)) - order);
     std::memmove(order + 1, order, r);
     order[0] = c;
     ranks[i] = static_cast<uint8_t>(r);
