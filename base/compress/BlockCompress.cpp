@@ -525,17 +525,11 @@ bool BlockDecompressStream(ByteSource& source, ByteSink& sink, uint64_t limit) {
 }
 
 bool BlockCompress(const void* data, size_t size, std::vector<uint8_t>& out, int level) {
-  out.clear();
-  MemorySource source(data, size);
-  VectorSink sink(out);
-  return BlockCompressStream(source, sink, level);
+  return RunOnBuffer(data, size, out, [&](ByteSource& in, ByteSink& to) { return BlockCompressStream(in, to, level); });
 }
 
 bool BlockDecompress(const void* data, size_t size, std::vector<uint8_t>& out, uint64_t limit) {
-  out.clear();
-  MemorySource source(data, size);
-  VectorSink sink(out);
-  return BlockDecompressStream(source, sink, limit);
+  return RunOnBuffer(data, size, out, [&](ByteSource& in, ByteSink& to) { return BlockDecompressStream(in, to, limit); });
 }
 
 }  // namespace OrvGuiBase

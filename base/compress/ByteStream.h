@@ -76,6 +76,16 @@ class ORVGUI_API FdSink final : public ByteSink {
   int m_fd;
 };
 
+// RunOnBuffer: runs a streaming codec, codec(source, sink), from size bytes at data into out
+// (replaced): the one-shot form of every codec.
+template <typename Codec>
+bool RunOnBuffer(const void* data, size_t size, std::vector<uint8_t>& out, Codec&& codec) {
+  out.clear();
+  MemorySource source(data, size);
+  VectorSink sink(out);
+  return codec(static_cast<ByteSource&>(source), static_cast<ByteSink&>(sink));
+}
+
 // SetLimitError: the failure of a decoder whose output would pass limit bytes: last error 7
 // (E2BIG) and the message "<codec>: output exceeds the limit of N bytes". Returns false.
 ORVGUI_API bool SetLimitError(const char* codec, uint64_t limit);

@@ -681,10 +681,7 @@ bool DeflateStream(DeflateFormat format, int level, ByteSource& source, ByteSink
 }
 
 bool Deflate(DeflateFormat format, const void* data, size_t size, std::vector<uint8_t>& out, int level) {
-  out.clear();
-  VectorSink sink(out);
-  Deflater deflater;
-  return deflater.Begin(format, level, sink) && deflater.Write(data, size) && deflater.Finish();
+  return RunOnBuffer(data, size, out, [&](ByteSource& in, ByteSink& to) { return DeflateStream(format, level, in, to); });
 }
 
 }  // namespace OrvGuiBase

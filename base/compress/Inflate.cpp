@@ -512,11 +512,7 @@ uint64_t Inflater::GetTotalIn() const { return m_state ? m_state->totalIn - m_st
 uint64_t Inflater::GetTotalOut() const { return m_state ? m_state->totalOut : 0; }
 
 bool Inflate(DeflateFormat format, const void* data, size_t size, std::vector<uint8_t>& out, uint64_t limit) {
-  out.clear();
-  MemorySource source(data, size);
-  VectorSink sink(out);
-  Inflater inflater;
-  return inflater.Run(format, source, sink, limit);
+  return RunOnBuffer(data, size, out, [&](ByteSource& in, ByteSink& to) { return Inflater().Run(format, in, to, limit); });
 }
 
 }  // namespace OrvGuiBase

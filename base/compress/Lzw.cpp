@@ -271,17 +271,11 @@ bool LzwDecompressStream(ByteSource& source, ByteSink& sink, uint64_t limit) {
 }
 
 bool LzwCompress(const void* data, size_t size, std::vector<uint8_t>& out, int maxBits) {
-  out.clear();
-  MemorySource source(data, size);
-  VectorSink sink(out);
-  return LzwCompressStream(source, sink, maxBits);
+  return RunOnBuffer(data, size, out, [&](ByteSource& in, ByteSink& to) { return LzwCompressStream(in, to, maxBits); });
 }
 
 bool LzwDecompress(const void* data, size_t size, std::vector<uint8_t>& out, uint64_t limit) {
-  out.clear();
-  MemorySource source(data, size);
-  VectorSink sink(out);
-  return LzwDecompressStream(source, sink, limit);
+  return RunOnBuffer(data, size, out, [&](ByteSource& in, ByteSink& to) { return LzwDecompressStream(in, to, limit); });
 }
 
 }  // namespace OrvGuiBase
