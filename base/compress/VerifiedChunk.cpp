@@ -9,6 +9,8 @@
 #include "base/com/HResult.h"
 #include "base/compress/ByteStream.h"
 #include "base/compress/Checksum.h"
+#include "base/compress/Deflate.h"
+#include "base/compress/Inflate.h"
 #include "base/core/LastError.h"
 #include "base/fs/FileStreams.h"
 
@@ -73,6 +75,27 @@ bool VerifiedChunk::Read(std::vector<uint8_t>& out) const {
     return false;
   }
   return true;
+}
+
+bool VerifiedChunk::ReadInflated(std::vector<uint8_t>& out, uint64_t limit) const {
+  std::vector<uint8_t> packed;
+  try {
+    if (!Read(packed)) return false;
+  } catch (const std::bad_alloc&) {
+    SetLastError(ENOMEM);
+    return false;
+  }
+  return Inflate(DeflateFormat::kZlib, packed.data(), packed.size(), out, limit);
+}
+
+bool VerifiedChunkWriter::AppendDeflated(const void* data, size_t size, int level, VerifiedChunk* chunk) {
+  std::vector<uint8_t> packed;
+  if (!Deflate(DeflateFormat::kZlib, data, size, packed, level)) return false;
+  if (packed.size() > UINT32_MAX) {
+    SetLastError(EFBIG);
+    return false;
+  }
+  return Append(packed.data(), static_cast<uint32_t>(packed.size()), chunk);
 }
 
 bool VerifiedChunkWriter::Create(const File& file) {

@@ -44,6 +44,9 @@ class ORVGUI_API VerifiedChunk {
   // Read: the chunk's bytes into out (replaced), checked again against the CRC (the file may
   // have changed since it was verified).
   bool Read(std::vector<uint8_t>& out) const;
+  // ReadInflated: a chunk written by AppendDeflated: its bytes, checked, then expanded into out
+  // (at most limit bytes; failures as for Inflate).
+  bool ReadInflated(std::vector<uint8_t>& out, uint64_t limit = UINT64_MAX) const;
 
  private:
   File m_file;
@@ -60,6 +63,9 @@ class ORVGUI_API VerifiedChunkWriter {
   bool Create(const File& file);
   // Append: adds one chunk of size bytes; the chunk's description goes to *chunk when given.
   bool Append(const void* data, uint32_t size, VerifiedChunk* chunk = nullptr);
+  // AppendDeflated: adds one chunk holding size bytes compressed as a zlib stream at level;
+  // the length and checksum are those of the compressed bytes.
+  bool AppendDeflated(const void* data, size_t size, int level = -1, VerifiedChunk* chunk = nullptr);
   // Close: flushes the file to the device and closes it.
   bool Close();
 

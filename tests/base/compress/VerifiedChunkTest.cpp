@@ -149,6 +149,27 @@ TEST_F(CompressFileTest, ChunkFilesRoundTripAndRefuseDamage) {
   EXPECT_EQ(GetLastError(), ENOENT);
 }
 
+TEST_F(CompressFileTest, DeflatedChunksExpandAndStayBounded) {
+  const std::string path = P("packed.chk");
+  const Bytes text = Words(300000, 6);
+  VerifiedChunkWriter writer;
+  VerifiedChunk packed, plain;
+  ASSERT_TRUE(writer.Create(File(path.c_str())));
+  ASSERT_TRUE(writer.AppendDeflated(text.data(), text.size(), 9, &packed));
+  ASSERT_TRUE(writer.Append("plain", 5, &plain));
+  ASSERT_TRUE(writer.Close());
+  EXPECT_LT(packed.GetLength(), text.size() / 3);
+  std::vector<VerifiedChunk> chunks;
+  ASSERT_TRUE(ReadVerifiedChunks(File(path.c_str()), chunks));
+  Bytes out;
+  ASSERT_TRUE(chunks[0].ReadInflated(out)) << GetLastErrorMessage().GetStr();
+  EXPECT_TRUE(out == text);
+  EXPECT_FALSE(chunks[0].ReadInflated(out, text.size() - 1));
+  EXPECT_EQ(GetLastError(), E2BIG);
+  EXPECT_FALSE(chunks[1].ReadInflated(out));  // not a zlib stream
+  EXPECT_EQ(std::string(GetLastErrorMessage().GetStr()).rfind("inflate: ", 0), 0u);
+}
+
 TEST_F(CompressFileTest, ChunkStreamReadsOneChunkOnly) {
   const std::string path = P("stream.chk");
   VerifiedChunkWriter writer;
