@@ -22,8 +22,7 @@ bool VectorSink::Write(const uint8_t* data, size_t size) {
   try {
     m_out.insert(m_out.end(), data, data + size);
   } catch (const std::bad_alloc&) {
-    SetLastError(ENOMEM);
-    return false;
+    return SetOutOfMemory();
   }
   return true;
 }
@@ -34,6 +33,11 @@ long FdSource::Read(uint8_t* buffer, size_t size) {
 }
 
 bool FdSink::Write(const uint8_t* data, size_t size) { return Sys::WriteAll(m_fd, data, size); }
+
+bool SetOutOfMemory() {
+  SetLastError(ENOMEM);
+  return false;
+}
 
 bool SetCodecError(const char* codec, const char* what) {
   char text[160];

@@ -13,6 +13,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <vector>
 
 #include "base/core/Export.h"
@@ -84,6 +86,16 @@ bool RunOnBuffer(const void* data, size_t size, std::vector<uint8_t>& out, Codec
   MemorySource source(data, size);
   VectorSink sink(out);
   return codec(static_cast<ByteSource&>(source), static_cast<ByteSink&>(sink));
+}
+
+// SetOutOfMemory: last error 12 (ENOMEM); returns false.
+ORVGUI_API bool SetOutOfMemory();
+// MakeState: allocates a codec's working state on first use; false with last error 12 when
+// memory runs out.
+template <typename State>
+bool MakeState(std::unique_ptr<State>& state) {
+  if (!state) state.reset(new (std::nothrow) State);
+  return state != nullptr || SetOutOfMemory();
 }
 
 // SetLimitError: the failure of a decoder whose output would pass limit bytes: last error 7

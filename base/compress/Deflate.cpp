@@ -628,13 +628,7 @@ bool Deflater::Begin(DeflateFormat format, int level, ByteSink& sink) {
     SetLastError(EINVAL);
     return false;
   }
-  if (!m_state) {
-    m_state.reset(new (std::nothrow) State);
-    if (!m_state) {
-      SetLastError(ENOMEM);
-      return false;
-    }
-  }
+  if (!MakeState(m_state)) return false;
   State& s = *m_state;
   s.Reset();
   s.format = format;

@@ -488,13 +488,7 @@ Inflater::Inflater() = default;
 Inflater::~Inflater() = default;
 
 bool Inflater::Run(DeflateFormat format, ByteSource& source, ByteSink& sink, uint64_t limit) {
-  if (!m_state) {
-    m_state.reset(new (std::nothrow) State);
-    if (!m_state) {
-      SetLastError(ENOMEM);
-      return false;
-    }
-  }
+  if (!MakeState(m_state)) return false;
   State& s = *m_state;
   s.source = &source;
   s.sink = &sink;

@@ -71,8 +71,7 @@ bool VerifiedChunk::Read(std::vector<uint8_t>& out) const {
       return ChunkError(m_index, "has changed since it was verified (checksum mismatch)");
     }
   } catch (const std::bad_alloc&) {
-    SetLastError(ENOMEM);
-    return false;
+    return SetOutOfMemory();
   }
   return true;
 }
@@ -82,8 +81,7 @@ bool VerifiedChunk::ReadInflated(std::vector<uint8_t>& out, uint64_t limit) cons
   try {
     if (!Read(packed)) return false;
   } catch (const std::bad_alloc&) {
-    SetLastError(ENOMEM);
-    return false;
+    return SetOutOfMemory();
   }
   return Inflate(DeflateFormat::kZlib, packed.data(), packed.size(), out, limit);
 }
@@ -149,8 +147,7 @@ bool ReadVerifiedChunks(const File& file, std::vector<VerifiedChunk>& chunks) {
     try {
       found.emplace_back(file, index, pos + kChunkHeader, length, crc);
     } catch (const std::bad_alloc&) {
-      SetLastError(ENOMEM);
-      return false;
+      return SetOutOfMemory();
     }
     pos += kChunkHeader + uint64_t{length};
   }
