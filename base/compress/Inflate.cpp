@@ -371,7 +371,14 @@ struct Inflater::State {
       const uint8_t* from = to - distance;
       outPos += length;
       memberOut += length;
-      if (distance >= 8) {
+      if (distance >= 16) {  // whole 16-byte pieces: may write up to 15 bytes of slack
+        uint8_t* const end = to + length;
+        do {
+          std::memcpy(to, from, 16);
+          to += 16;
+          from += 16;
+        } while (to < end);
+      } else if (distance >= 8) {
         uint8_t* const end = to + length;
         do {
           std::memcpy(to, from, 8);
