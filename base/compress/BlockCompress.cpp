@@ -476,7 +476,7 @@ bool BlockCompressStream(ByteSource& source, ByteSink& sink, int level) {
     const uint8_t end[4] = {};
     return sink.Write(end, 4);
   } catch (const std::bad_alloc&) {
-    return SetOutOfMemory();
+    return SetOutOfMemory(kCodec);
   }
 }
 
@@ -518,7 +518,7 @@ bool BlockDecompressStream(ByteSource& source, ByteSink& sink, uint64_t limit) {
     if (got != 0) return SetCodecError(kCodec, "trailing data after the end of the stream");
     return true;
   } catch (const std::bad_alloc&) {
-    return SetOutOfMemory();
+    return SetOutOfMemory(kCodec);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "base/core/LastError.h"
+#include "base/core/UpcallEvents.h"
 #include "base/include/private/system/Sys.h"
 
 namespace OrvGuiBase {
@@ -22,7 +23,7 @@ bool VectorSink::Write(const uint8_t* data, size_t size) {
   try {
     m_out.insert(m_out.end(), data, data + size);
   } catch (const std::bad_alloc&) {
-    return SetOutOfMemory();
+    return SetOutOfMemory("output buffer");
   }
   return true;
 }
@@ -34,7 +35,10 @@ long FdSource::Read(uint8_t* buffer, size_t size) {
 
 bool FdSink::Write(const uint8_t* data, size_t size) { return Sys::WriteAll(m_fd, data, size); }
 
-bool SetOutOfMemory() {
+bool SetOutOfMemory(const char* codec) {
+  const OrvGuiTrace::EventField fields[] = {{"codec", AnsiStr(codec)}};
+  OrvGuiTrace::ReportEvent("ORVGUI", 720, "Compression memory allocation failed", fields, 1, OrvGuiTrace::kEventError,
+                           OrvGuiTrace::kCategoryInternal);
   SetLastError(ENOMEM);
   return false;
 }

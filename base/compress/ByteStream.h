@@ -48,7 +48,7 @@ class ORVGUI_API MemorySource final : public ByteSource {
   size_t m_pos = 0;
 };
 
-// VectorSink: appends to a vector (last error 12 when memory runs out).
+// VectorSink: appends to a vector (SetOutOfMemory, codec "output buffer", when memory runs out).
 class ORVGUI_API VectorSink final : public ByteSink {
  public:
   explicit VectorSink(std::vector<uint8_t>& out) : m_out(out) {}
@@ -88,14 +88,16 @@ bool RunOnBuffer(const void* data, size_t size, std::vector<uint8_t>& out, Codec
   return codec(static_cast<ByteSource&>(source), static_cast<ByteSink&>(sink));
 }
 
-// SetOutOfMemory: last error 12 (ENOMEM); returns false.
-ORVGUI_API bool SetOutOfMemory();
-// MakeState: allocates a codec's working state on first use; false with last error 12 when
+// SetOutOfMemory: a codec's memory ran out: reports the event 720 "Compression memory
+// allocation failed" of source "ORVGUI" with the key "codec", sets last error 12 (ENOMEM) and
+// returns false.
+ORVGUI_API bool SetOutOfMemory(const char* codec);
+// MakeState: allocates a codec's working state on first use; false (SetOutOfMemory) when
 // memory runs out.
 template <typename State>
-bool MakeState(std::unique_ptr<State>& state) {
+bool MakeState(std::unique_ptr<State>& state, const char* codec) {
   if (!state) state.reset(new (std::nothrow) State);
-  return state != nullptr || SetOutOfMemory();
+  return state != nullptr || SetOutOfMemory(codec);
 }
 
 // SetLimitError: the failure of a decoder whose output would pass limit bytes: last error 7

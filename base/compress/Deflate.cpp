@@ -628,7 +628,7 @@ bool Deflater::Begin(DeflateFormat format, int level, ByteSink& sink) {
     SetLastError(EINVAL);
     return false;
   }
-  if (!MakeState(m_state)) return false;
+  if (!MakeState(m_state, "deflate")) return false;
   State& s = *m_state;
   s.Reset();
   s.format = format;

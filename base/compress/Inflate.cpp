@@ -495,7 +495,7 @@ Inflater::Inflater() = default;
 Inflater::~Inflater() = default;
 
 bool Inflater::Run(DeflateFormat format, ByteSource& source, ByteSink& sink, uint64_t limit) {
-  if (!MakeState(m_state)) return false;
+  if (!MakeState(m_state, "inflate")) return false;
   State& s = *m_state;
   s.source = &source;
   s.sink = &sink;

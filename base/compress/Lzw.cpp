@@ -126,7 +126,7 @@ bool LzwCompressStream(ByteSource& source, ByteSink& sink, int maxBits) {
   std::unique_ptr<EncoderState> s(new (std::nothrow) EncoderState);
   std::unique_ptr<BitSink> out(new (std::nothrow) BitSink(sink));
   if (!s || !out) {
-    return SetOutOfMemory();
+    return SetOutOfMemory(kCodec);
   }
   std::memset(s->keys, 0xFF, sizeof s->keys);
   const uint8_t header[4] = {'L', 'Z', 'W', static_cast<uint8_t>(bits)};
@@ -192,7 +192,7 @@ bool LzwDecompressStream(ByteSource& source, ByteSink& sink, uint64_t limit) {
   std::unique_ptr<DecoderState> s(new (std::nothrow) DecoderState);
   std::unique_ptr<BitSource> in(new (std::nothrow) BitSource(source));
   if (!s || !in) {
-    return SetOutOfMemory();
+    return SetOutOfMemory(kCodec);
   }
   uint32_t header[4] = {};
   for (uint32_t& h : header) {

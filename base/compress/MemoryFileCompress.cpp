@@ -39,7 +39,7 @@ bool MemoryFile::Deflate(int level) {
     if (!deflater.Begin(DeflateFormat::kZlib, level, sink) || !deflater.Write(m_data, m_size) || !deflater.Finish()) return false;
     return Replace(*this, packed);
   } catch (const std::bad_alloc&) {
-    return SetOutOfMemory();
+    return SetOutOfMemory("deflate");
   }
 }
 
@@ -66,7 +66,7 @@ bool MemoryFile::Inflate(unsigned long limit) {
     if (content.size() != size) return SetCodecError("inflate", "content shorter than its frame says");
     return Replace(*this, content);
   } catch (const std::bad_alloc&) {
-    return SetOutOfMemory();
+    return SetOutOfMemory("inflate");
   }
 }
 

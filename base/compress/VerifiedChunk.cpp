@@ -71,7 +71,7 @@ bool VerifiedChunk::Read(std::vector<uint8_t>& out) const {
       return ChunkError(m_index, "has changed since it was verified (checksum mismatch)");
     }
   } catch (const std::bad_alloc&) {
-    return SetOutOfMemory();
+    return SetOutOfMemory(kCodec);
   }
   return true;
 }
@@ -81,7 +81,7 @@ bool VerifiedChunk::ReadInflated(std::vector<uint8_t>& out, uint64_t limit) cons
   try {
     if (!Read(packed)) return false;
   } catch (const std::bad_alloc&) {
-    return SetOutOfMemory();
+    return SetOutOfMemory(kCodec);
   }
   return Inflate(DeflateFormat::kZlib, packed.data(), packed.size(), out, limit);
 }
@@ -147,7 +147,7 @@ bool ReadVerifiedChunks(const File& file, std::vector<VerifiedChunk>& chunks) {
     try {
       found.emplace_back(file, index, pos + kChunkHeader, length, crc);
     } catch (const std::bad_alloc&) {
-      return SetOutOfMemory();
+      return SetOutOfMemory(kCodec);
     }
     pos += kChunkHeader + uint64_t{length};
   }
