@@ -21,7 +21,7 @@
 #include <new>
 
 #include "base/compress/Checksum.h"
-#include "base/compress/HuffmanTable.h"
+#include "private/compress/HuffmanTable.h"
 #include "base/core/LastError.h"
 
 namespace OrvGuiBase {

@@ -1,5 +1,5 @@
 // HuffmanTable.h: the canonical prefix codes of the deflate format, shared by the encoder and
-// the decoder (internal to the compress folder).
+// the decoder (never installed).
 //
 // A code is given by its lengths per symbol; codes are assigned in order of length and, within
 // a length, of symbol, and are sent most significant bit first, so the decoder's tables index
