@@ -5,7 +5,7 @@
 //     Report(GetLastErrorMessage());        // "inflate: incorrect data check", ...
 //
 // Inflate decodes a whole buffer; an Inflater decodes a stream of any length from a
-// ByteSource into a ByteSink in bounded memory (about 400 KiB). Every decoder takes a limit on
+// ByteSource into a ByteSink in bounded memory (about 500 KiB). Every decoder takes a limit on
 // the bytes it writes, so that a small hostile input cannot expand without end. Failures
 // return false: bad or truncated input sets the last error 44444 with the message
 // "inflate: <what>"; output past the limit sets last error 7 (E2BIG) and the message
