@@ -160,6 +160,23 @@ TEST(DeflateTest, CompressesLikeZlib) {
   const Bytes random = RandomBytes(200000, 11);
   ASSERT_TRUE(Deflate(DeflateFormat::kRaw, random.data(), random.size(), stored, 0));
   EXPECT_EQ(stored.size(), random.size() + 5 * 4);  // four stored blocks of at most 65535
+  // The first block's kind (bits 1-2 of a bare stream): each input gets the cheapest one.
+  struct Kind {
+    const char* reason;
+    Bytes data;
+    int level;
+    int blockType;
+  } kinds[] = {
+      {"a few bytes: the fixed codes", {'a', 'b', 'c', 'a', 'b', 'c'}, 6, 1},
+      {"noise: stored", RandomBytes(5000, 12), 6, 0},
+      {"text: its own codes", Words(5000, 13), 6, 2},
+      {"level 0: always stored", Words(5000, 13), 0, 0},
+  };
+  for (const Kind& k : kinds) {
+    Bytes raw;
+    ASSERT_TRUE(Deflate(DeflateFormat::kRaw, k.data.data(), k.data.size(), raw, k.level));
+    EXPECT_EQ((raw[0] >> 1) & 3, k.blockType) << k.reason;
+  }
   Bytes fast, best;
   const Bytes text = Words(300000, 2);
   ASSERT_TRUE(Deflate(DeflateFormat::kRaw, text.data(), text.size(), fast, 1));
