@@ -2,54 +2,17 @@
 // gzip(1) reading our output and writing our input, an output file written whole or not at
 // all, and the usage errors.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "TestProcess.h"
+#include "ToolTestFiles.h"
 
 namespace {
 
-class TempDir {
- public:
-  TempDir() {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp != nullptr && *tmp != 0 ? tmp : "/tmp") + "/orvgui-compress-XXXXXX";
-    if (mkdtemp(pattern.data()) != nullptr) m_path = pattern;
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
-  }
-  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-  size_t Count() const {
-    size_t n = 0;
-    for (auto it = std::filesystem::directory_iterator(m_path); it != std::filesystem::directory_iterator(); ++it) ++n;
-    return n;
-  }
-
- private:
-  std::string m_path;
-};
-
-void WriteFile(const std::string& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary).write(content.data(), static_cast<std::streamsize>(content.size()));
-}
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// Shell: runs a command line through /bin/sh; "$TOOL" is the orvgui tool.
-ProcessResult Shell(const std::string& command) {
-  return RunProcess({"/bin/sh", "-c", command}, {std::string("TOOL=") + ORVGUI_TEST_TOOL});
-}
+using namespace ToolTest;
 
 std::string Sample() {
   std::string text = ReadFile(std::string(ORVGUI_TEST_CORPUS) + "/json/bench/twitter.json").substr(0, 200000);
@@ -59,7 +22,7 @@ std::string Sample() {
 }
 
 TEST(CompressTool, EveryFormatRoundTripsThroughFilesAndPipes) {
-  TempDir dir;
+  TempDir dir("orvgui-compress");
   const std::string text = Sample();
   WriteFile(dir / "in", text);
   const char* const formats[] = {"--gzip", "--zlib", "--raw", "--block", "--lzw", ""};
@@ -84,7 +47,7 @@ TEST(CompressTool, EveryFormatRoundTripsThroughFilesAndPipes) {
 }
 
 TEST(CompressTool, GzipReadsOurFilesAndWeReadGzips) {
-  TempDir dir;
+  TempDir dir("orvgui-compress");
   const std::string text = Sample();
   WriteFile(dir / "in", text);
   for (const std::string level : {"1", "6", "9"}) {
@@ -104,7 +67,7 @@ TEST(CompressTool, GzipReadsOurFilesAndWeReadGzips) {
 }
 
 TEST(CompressTool, FailureLeavesTheOutputFileAsItWas) {
-  TempDir dir;
+  TempDir dir("orvgui-compress");
   WriteFile(dir / "out", "previous content");
   WriteFile(dir / "bad.gz", std::string("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03garbage", 18));
   struct Case {
