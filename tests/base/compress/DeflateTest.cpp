@@ -365,6 +365,39 @@ TEST(InflateTest, OutputLimitBoundsABomb) {
   }
 }
 
+// GzipMember: a member with every optional header field (extra, name, comment, header CRC).
+Bytes GzipMember(const Bytes& data, bool goodHeaderCrc) {
+  Bytes m = {0x1F, 0x8B, 8, 0x04 | 0x08 | 0x10 | 0x02, 1, 2, 3, 4, 0, 3, 5, 0, 'x', 'y', 'z', 'w', 'v'};
+  for (const char* s : {"name.txt", "a comment"}) m.insert(m.end(), s, s + std::strlen(s) + 1);
+  const uint32_t headerCrc = crc32(0, m.data(), static_cast<uInt>(m.size())) ^ (goodHeaderCrc ? 0 : 1);
+  m.push_back(static_cast<uint8_t>(headerCrc));
+  m.push_back(static_cast<uint8_t>(headerCrc >> 8));
+  const Bytes body = ZlibDeflate(DeflateFormat::kRaw, 6, Z_DEFAULT_STRATEGY, data);
+  m.insert(m.end(), body.begin(), body.end());
+  const uint32_t crc = crc32(0, data.data(), static_cast<uInt>(data.size())), size = static_cast<uint32_t>(data.size());
+  for (uint32_t v : {crc, size}) {
+    for (int i = 0; i < 4; ++i) m.push_back(static_cast<uint8_t>(v >> (8 * i)));
+  }
+  return m;
+}
+
+TEST(InflateTest, ReadsEveryGzipHeaderField) {
+  const Bytes text = Words(10000, 14);
+  const Bytes good = GzipMember(text, true);
+  Bytes out;
+  ASSERT_TRUE(Inflate(DeflateFormat::kGzip, good.data(), good.size(), out)) << GetLastErrorMessage().GetStr();
+  EXPECT_TRUE(out == text);
+  Bytes viaZlib;
+  EXPECT_TRUE(ZlibInflate(DeflateFormat::kGzip, good, viaZlib) && viaZlib == text) << "the crafted member is not valid";
+  const Bytes bad = GzipMember(text, false);
+  EXPECT_FALSE(Inflate(DeflateFormat::kGzip, bad.data(), bad.size(), out));
+  EXPECT_STREQ(GetLastErrorMessage().GetStr(), "inflate: header crc mismatch");
+  for (size_t cut = 1; cut < 40; ++cut) {  // cut inside the header fields
+    EXPECT_FALSE(Inflate(DeflateFormat::kGzip, good.data(), cut, out)) << cut;
+    EXPECT_STREQ(GetLastErrorMessage().GetStr(), "inflate: unexpected end of input (truncated stream)") << cut;
+  }
+}
+
 TEST(InflateTest, DecodesEveryMemberOfAGzipFile) {
   const Bytes a = Words(70000, 10), b = RandomBytes(1000, 10);
   Bytes file = ZlibDeflate(DeflateFormat::kGzip, 6, Z_DEFAULT_STRATEGY, a);
