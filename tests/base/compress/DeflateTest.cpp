@@ -89,7 +89,64 @@ struct BitWriter {
   void EndOfBlock() { PutReversed(0, 7); }
   void Length258() { PutReversed(0xC5, 8); }         // symbol 285
   void Distance32768() { PutReversed(29, 5), Put(8191, 13); }  // symbol 29, base 24577 + 8191
+  // Dynamic: a dynamic block header for the given code lengths, sent with a code-length code
+  // that gives the values 0..15 four bits each.
+  void Dynamic(const std::vector<uint8_t>& lit, const std::vector<uint8_t>& dist) {
+    Put(1, 1), Put(2, 2);
+    Put(static_cast<uint32_t>(lit.size() - 257), 5), Put(static_cast<uint32_t>(dist.size() - 1), 5), Put(15, 4);
+    for (int symbol : {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15}) Put(symbol < 16 ? 4 : 0, 3);
+    for (uint8_t v : lit) PutReversed(v, 4);
+    for (uint8_t v : dist) PutReversed(v, 4);
+  }
 };
+
+// LitLengths: 257 literal/length lengths (258 with one length symbol), all 0 but the given.
+std::vector<uint8_t> LitLengths(std::initializer_list<std::pair<int, uint8_t>> set, size_t count = 258) {
+  std::vector<uint8_t> l(count, 0);
+  for (auto [symbol, length] : set) l[static_cast<size_t>(symbol)] = length;
+  return l;
+}
+
+TEST(InflateTest, CodeSetsFollowTheFormatsRules) {
+  // 'a' 1 bit (0), end of block 2 bits (10), length 3 2 bits (11); one distance code of 1 bit:
+  // incomplete, and allowed for distances only.
+  BitWriter single;
+  single.Dynamic(LitLengths({{'a', 1}, {256, 2}, {257, 2}}), {1});
+  single.PutReversed(0, 1), single.PutReversed(3, 2), single.PutReversed(0, 1), single.PutReversed(2, 2);
+  BitWriter noDistances;  // only literals: no distance code at all
+  noDistances.Dynamic(LitLengths({{'a', 1}, {256, 1}}, 257), {0});
+  noDistances.PutReversed(0, 1), noDistances.PutReversed(0, 1), noDistances.PutReversed(1, 1);
+  BitWriter incompleteLiterals;
+  incompleteLiterals.Dynamic(LitLengths({{'a', 1}, {256, 2}}), {1});
+  BitWriter noEnd;
+  noEnd.Dynamic(LitLengths({{'a', 1}, {257, 1}}), {1});
+  BitWriter twoDistancesOfOneBitPlusOne;
+  twoDistancesOfOneBitPlusOne.Dynamic(LitLengths({{'a', 1}, {256, 2}, {257, 2}}), {1, 1, 1});
+
+  struct Case {
+    const char* reason;
+    Bytes stream;
+    const char* result;  // the output, or the message
+    bool ok;
+  } cases[] = {
+      {"single distance code", single.bytes, "aaaa", true},
+      {"no distance codes", noDistances.bytes, "aa", true},
+      {"incomplete literal code", incompleteLiterals.bytes, "inflate: invalid code lengths (incomplete)", false},
+      {"no end-of-block code", noEnd.bytes, "inflate: missing end-of-block code", false},
+      {"over-subscribed distances", twoDistancesOfOneBitPlusOne.bytes, "inflate: invalid code lengths (over-subscribed)", false},
+  };
+  for (const Case& c : cases) {
+    Bytes out, z;
+    const bool zlibOk = ZlibInflate(DeflateFormat::kRaw, c.stream, z);
+    EXPECT_EQ(zlibOk, c.ok) << "zlib disagrees on the case: " << c.reason;
+    EXPECT_EQ(Inflate(DeflateFormat::kRaw, c.stream.data(), c.stream.size(), out), c.ok) << c.reason;
+    if (c.ok) {
+      EXPECT_EQ(std::string(out.begin(), out.end()), c.result) << c.reason;
+    } else {
+      EXPECT_STREQ(GetLastErrorMessage().GetStr(), c.result) << c.reason;
+    }
+  }
+}
 
 TEST(ChecksumTest, MatchesZlibAtEveryLengthAndSplit) {
   const Bytes data = RandomBytes(70000, 9);
