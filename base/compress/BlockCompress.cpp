@@ -41,48 +41,58 @@ void GetBuckets(const int32_t* counts, int32_t* bucket, int32_t k, bool end) {
   }
 }
 
+// Sais: Char is an unsigned type whose top bit is free; the sort keeps each suffix's type in
+// it (set: S), so that one look-up gives both the value and the type.
 template <typename Char>
 struct Sais {
-  const Char* s;
+  static constexpr Char kS = static_cast<Char>(Char{1} << (sizeof(Char) * 8 - 1));
+  static constexpr Char kValue = static_cast<Char>(~kS);
+
+  Char* s;
   int32_t* sa;
   int32_t n;
   int32_t k;
-  std::vector<uint8_t> type;  // 1: S, 0: L
   std::vector<int32_t> bucket;
   std::vector<int32_t> counts;
 
-  bool IsLms(int32_t i) const { return i > 0 && type[i] && !type[i - 1]; }
+  bool IsS(int32_t i) const { return (s[i] & kS) != 0; }
+  Char Value(int32_t i) const { return static_cast<Char>(s[i] & kValue); }
+  bool IsLms(int32_t i) const { return i > 0 && IsS(i) && !IsS(i - 1); }
 
   void InduceL() {
     GetBuckets(counts.data(), bucket.data(), k, false);
     for (int32_t i = 0; i < n; ++i) {
       const int32_t j = sa[i] - 1;
-      if (j >= 0 && !type[j]) sa[bucket[s[j]]++] = j;
+      if (j < 0) continue;
+      const Char c = s[j];
+      if (!(c & kS)) sa[bucket[c]++] = j;
     }
   }
   void InduceS() {
     GetBuckets(counts.data(), bucket.data(), k, true);
     for (int32_t i = n - 1; i >= 0; --i) {
       const int32_t j = sa[i] - 1;
-      if (j >= 0 && type[j]) sa[--bucket[s[j]]] = j;
+      if (j < 0) continue;
+      const Char c = s[j];
+      if (c & kS) sa[--bucket[c & kValue]] = j;
     }
   }
 
   // Run: sa becomes the suffix array of s[0..n), whose last value is a unique smallest
-  // sentinel 0; values lie in 0..k.
+  // sentinel 0; values lie in 0..k. The type bits are left set in s.
   void Run() {
-    type.assign(static_cast<size_t>(n), 0);
     bucket.assign(static_cast<size_t>(k + 1), 0);
     counts.assign(static_cast<size_t>(k + 1), 0);
     for (int32_t i = 0; i < n; ++i) ++counts[s[i]];
-    type[n - 1] = 1;
-    if (n >= 2) type[n - 2] = 0;
-    for (int32_t i = n - 3; i >= 0; --i) type[i] = (s[i] < s[i + 1] || (s[i] == s[i + 1] && type[i + 1])) ? 1 : 0;
+    s[n - 1] |= kS;
+    for (int32_t i = n - 3; i >= 0; --i) {
+      if (Value(i) < Value(i + 1) || (Value(i) == Value(i + 1) && IsS(i + 1))) s[i] |= kS;
+    }
 
     GetBuckets(counts.data(), bucket.data(), k, true);
     for (int32_t i = 0; i < n; ++i) sa[i] = -1;
     for (int32_t i = 1; i < n; ++i) {
-      if (IsLms(i)) sa[--bucket[s[i]]] = i;
+      if (IsLms(i)) sa[--bucket[Value(i)]] = i;
     }
     InduceL();
     InduceS();
@@ -97,7 +107,7 @@ struct Sais {
       const int32_t pos = sa[i];
       bool diff = false;
       for (int32_t d = 0; d < n; ++d) {
-        if (prev == -1 || s[pos + d] != s[prev + d] || type[pos + d] != type[prev + d]) {
+        if (prev == -1 || s[pos + d] != s[prev + d]) {  // value or type differs
           diff = true;
           break;
         }
@@ -116,7 +126,9 @@ struct Sais {
     int32_t* sa1 = sa;
     int32_t* s1 = sa + n - n1;
     if (name < n1) {
-      Sais<int32_t> sub{s1, sa1, n1, name - 1, {}, {}, {}};
+      // The names are below n1, so their top bit is free; signed and unsigned views of the
+      // same integers may alias.
+      Sais<uint32_t> sub{reinterpret_cast<uint32_t*>(s1), sa1, n1, name - 1, {}, {}};
       sub.Run();
     } else {
       for (int32_t i = 0; i < n1; ++i) sa1[s1[i]] = i;
@@ -131,7 +143,7 @@ struct Sais {
     for (int32_t i = n1 - 1; i >= 0; --i) {
       const int32_t j = sa[i];
       sa[i] = -1;
-      sa[--bucket[s[j]]] = j;
+      sa[--bucket[Value(j)]] = j;
     }
     InduceL();
     InduceS();
@@ -346,7 +358,7 @@ void BurrowsWheeler(const uint8_t* in, uint32_t n, uint8_t* out, uint32_t& prima
   std::vector<int32_t> sa(n + 1);
   for (uint32_t i = 0; i < n; ++i) text[i] = static_cast<uint16_t>(in[i] + 1);
   text[n] = 0;
-  Sais<uint16_t> sorter{text.data(), sa.data(), static_cast<int32_t>(n + 1), 256, {}, {}, {}};
+  Sais<uint16_t> sorter{text.data(), sa.data(), static_cast<int32_t>(n + 1), 256, {}, {}};
   sorter.Run();
   // Row 0 is the marker's suffix, preceded by the last byte; the row of the whole block is
   // preceded by the marker, which is left out and remembered as primary.
