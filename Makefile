@@ -10,7 +10,8 @@ FUZZ_SECONDS ?= 20
 DEPS := cmake ninja-build g++ make pkg-config ccache clang-14 libclang-rt-14-dev \
         libgtest-dev libgmock-dev libbenchmark-dev valgrind util-linux \
         libmimalloc-dev libjemalloc2 libtcmalloc-minimal4 libfmt-dev libicu-dev libutfcpp-dev \
-        unrtf pandoc
+        unrtf pandoc \
+        zlib1g-dev libbz2-dev
 
 CTEST := ctest --output-on-failure -j $(JOBS)
 

@@ -27,6 +27,8 @@
 
 namespace OrvGuiBase {
 
+class VerifiedChunk;
+
 // StreamObject: what the file streams share: reference counting (the object deletes itself
 // when the last reference goes), QueryInterface for IUnknown, ISequentialStream and IStream,
 // CopyTo through the object's own Read and the target's Write, and the unsupported slots.
@@ -111,6 +113,13 @@ class ORVGUI_API FileChunkStream final : public StreamObject {
   // FileChunkStream: takes a reference on inner and moves it to start. Made with new; the
   // creator holds the one reference and gives it up with Release.
   FileChunkStream(IStream* inner, unsigned long long start, unsigned long long length);
+  // FileChunkStream(chunk): the bytes of one verified chunk, read from its file (opened
+  // read-only here). When the file cannot be opened the stream is empty and Seek and Stat
+  // answer E_UNEXPECTED; Create says why instead.
+  explicit FileChunkStream(const VerifiedChunk& chunk);
+  // Create: a new stream over chunk with one reference in *stream, or the open's failure as a
+  // result code (STG_E_INVALIDPOINTER for a null stream pointer).
+  static HRESULT Create(IStream** stream, const VerifiedChunk& chunk);
 
   HRESULT Read(void* pv, ULONG cb, ULONG* pcbRead) override;
   HRESULT Write(const void* pv, ULONG cb, ULONG* pcbWritten) override;

@@ -61,6 +61,15 @@ class ORVGUI_API MemoryFile {
   // Close: unmaps (a writable file cut to the size first) or frees, and closes. True when
   // nothing was open or every step succeeded.
   bool Close();
+  // Deflate: replaces the content by its compressed form, framed as the 4 bytes "OMZ1", the
+  // content's size as 8 bytes little-endian, then a zlib stream (RFC 1950: deflate data with
+  // an Adler-32 check) at level (0..9, -1 for 6). Inflate: the reverse; it refuses a frame whose
+  // size is past limit (last error 7) and any frame that is not exactly one of the above: a
+  // wrong mark, a stream that does not end where the content ends or does not give exactly the
+  // size (last error 44444, message "inflate: ..."). Both need a writable memory file (last
+  // error 13 otherwise) and leave the content as it was when they fail.
+  bool Deflate(int level = -1);
+  bool Inflate(unsigned long limit = ~0ul);
 
   char* GetData() { return m_data; }
   const char* GetData() const { return m_data; }

@@ -14,35 +14,12 @@
 #include <vector>
 
 #include "TestProcess.h"
+#include "ToolTestFiles.h"
 #include "base/core/ErrorMessage.h"
 
 namespace {
 
-// TempDir: a directory of its own under TMPDIR (or /tmp), removed with what it holds.
-class TempDir {
- public:
-  TempDir() {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp != nullptr && *tmp != 0 ? tmp : "/tmp") + "/orvgui-conv-XXXXXX";
-    if (mkdtemp(pattern.data()) != nullptr) m_path = pattern;
-  }
-  ~TempDir() {
-    if (!m_path.empty()) RunProcess({"/bin/rm", "-rf", m_path});
-  }
-  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-
- private:
-  std::string m_path;
-};
-
-void WriteFile(const std::string& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary).write(content.data(), static_cast<std::streamsize>(content.size()));
-}
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using namespace ToolTest;
 
 // Iconv: glibc's conversion of a whole text; empty when it refuses.
 std::string Iconv(const char* to, const char* from, const std::string& text) {
@@ -63,11 +40,6 @@ ProcessResult Conv(std::vector<std::string> args) {
   return RunProcess(args);
 }
 
-// Shell: runs a command line through /bin/sh; "$TOOL" is the orvgui tool.
-ProcessResult Shell(const std::string& command) {
-  return RunProcess({"/bin/sh", "-c", command}, {std::string("TOOL=") + ORVGUI_TEST_TOOL});
-}
-
 std::string EilseqText() { return OrvGuiBase::GetErrorMessage(EILSEQ).GetStr(); }
 
 TEST(ConvTool, EveryPageRoundTripsThroughUtf8AsIconvConvertsIt) {
@@ -78,7 +50,7 @@ TEST(ConvTool, EveryPageRoundTripsThroughUtf8AsIconvConvertsIt) {
   const Page pages[] = {{"437", "CP437"},       {"850", "CP850"},           {"1252", "WINDOWS-1252"},
                         {"10000", "MAC"},       {"28591", "ISO-8859-1"},    {"28592", "ISO-8859-2"},
                         {"28605", "ISO-8859-15"}, {"0", "WINDOWS-1252"},    {"2", "MAC"}};
-  TempDir dir;
+  TempDir dir("orvgui-conv");
   for (const Page& page : pages) {
     SCOPED_TRACE(page.codePage);
     std::string text;  // every byte the page defines, NUL included, three times over
@@ -99,7 +71,7 @@ TEST(ConvTool, EveryPageRoundTripsThroughUtf8AsIconvConvertsIt) {
 }
 
 TEST(ConvTool, StandardInputAndOutputCarryLargeTextsWhole) {
-  TempDir dir;
+  TempDir dir("orvgui-conv");
   // 3 MiB and a little more of text whose characters are 1 to 4 bytes long, so that characters
   // straddle every piece boundary of the tool and of the pipe; NULs included.
   const std::string unit = std::string("a\0", 2) + "\xC3\xA9" "\xE2\x82\xAC" "\xF0\x9F\x98\x80";  // 11 bytes
@@ -148,7 +120,7 @@ TEST(ConvTool, UnconvertibleInputNamesItsOffsetAndKeepsWhatCameBefore) {
       {"65001", "65001", "ab\xE4\xB8", "ab", "offset 2: malformed UTF-8 sequence starting with byte 0xE4"},
       {"28592", "437", "\xA1", "", "offset 0: character U+0104 cannot be represented in code page 437"},
   };
-  TempDir dir;
+  TempDir dir("orvgui-conv");
   for (const Row& row : rows) {
     SCOPED_TRACE(row.message);
     WriteFile(dir / "in", row.input);
@@ -166,7 +138,7 @@ TEST(ConvTool, UnconvertibleInputNamesItsOffsetAndKeepsWhatCameBefore) {
 }
 
 TEST(ConvTool, FilesConvertInPlaceAndFileErrorsExitOne) {
-  TempDir dir;
+  TempDir dir("orvgui-conv");
   WriteFile(dir / "text", "na\xEFve caf\xE9\n");
   const ProcessResult inPlace = Conv({"--from", "28591", "--to", "65001", dir / "text", dir / "text"});
   EXPECT_EQ(inPlace.status, 0) << inPlace.err;
