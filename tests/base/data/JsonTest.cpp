@@ -249,7 +249,7 @@ TEST(Json, TestSuiteDecisions) {
     fields >> file >> decision;
     expected[file] = decision;
   }
-  ASSERT_EQ(expected.size(), 72u);
+  ASSERT_EQ(expected.size(), 37u) << "two y_ decisions and every i_ file";
   DIR* directory = opendir(dir.c_str());
   ASSERT_NE(directory, nullptr);
   int files = 0;
