@@ -449,15 +449,17 @@ class BaseJSONScanner {
 };
 
 // JSONParser: recursive descent over the scanner's tokens. Each level waits for its entries
-// on the shared stacks (m_values for arrays, m_members for objects) and builds its container
-// at the closing bracket.
+// on the shared stacks (m_words for arrays, m_members for objects) and builds its container
+// at the closing bracket. Values travel as raw words with their references, and only
+// ParseContainer recurses, with no addressable locals, so that a document 512 levels deep fits
+// a small thread stack even in instrumented builds.
 class JSONParser {
  public:
   explicit JSONParser(BaseJSONScanner& scanner) : m_scanner(scanner) {}
   ~JSONParser() {
-    for (size_t i = 0; i < m_valueCount; ++i) m_values[i].~Val();
+    for (size_t i = 0; i < m_wordCount; ++i) Val::AdoptWord(m_words[i]);  // released at once
     for (size_t i = 0; i < m_memberCount; ++i) m_members[i].~Entry();
-    free(m_values);
+    free(m_words);
     free(m_members);
   }
   JSONParser(const JSONParser&) = delete;
@@ -465,27 +467,15 @@ class JSONParser {
 
   // ParseValue: the value that starts at the current token; leaves the token after it.
   bool ParseValue(Val& out) {
-    BaseJSONScanner& s = m_scanner;
-    switch (s.token) {
-      case BaseJSONScanner::kString: out.SetStr(std::move(s.str)); break;
-      case BaseJSONScanner::kInteger: out.SetInt(s.integer); break;
-      case BaseJSONScanner::kReal: out.SetFloat(s.real); break;
-      case BaseJSONScanner::kTrue: out.SetBool(true); break;
-      case BaseJSONScanner::kFalse: out.SetBool(false); break;
-      case BaseJSONScanner::kNull: out.SetNil(); break;
-      case BaseJSONScanner::kPunct:
-        if (s.punct == '{') return ParseObject(out);
-        if (s.punct == '[') return ParseArray(out);
-        return Fail("value expected");
-      case BaseJSONScanner::kError: return false;
-      default: return Fail("value expected");
-    }
-    s.Next();
+    const uint64_t word = IsContainer() ? ParseContainer() : ParseScalar();
+    if (m_failed) return false;
+    out = Val::AdoptWord(word);
     return true;
   }
 
   bool Fail(const char* text) {
     m_scanner.error = text;
+    m_failed = true;
     return false;
   }
 
@@ -493,100 +483,122 @@ class JSONParser {
   using Entry = Imp::Entry;
 
   bool IsPunct(char c) const { return m_scanner.token == BaseJSONScanner::kPunct && m_scanner.punct == c; }
+  bool IsContainer() const { return IsPunct('[') || IsPunct('{'); }
 
-  bool ParseArray(Val& out) {
-    if (++m_depth > kJSONMaxDepth) return Fail(kTooDeep);
+  // ParseScalar: the word of a string, number, true, false or null; then the next token.
+  __attribute__((noinline)) uint64_t ParseScalar() {
     BaseJSONScanner& s = m_scanner;
-    s.Next();
-    if (IsPunct(']')) {
-      out.SetVec(Array<Val>());
-      --m_depth;
-      s.Next();
-      return true;
+    Val value;
+    switch (s.token) {
+      case BaseJSONScanner::kString: value.SetStr(std::move(s.str)); break;
+      case BaseJSONScanner::kInteger: value.SetInt(s.integer); break;
+      case BaseJSONScanner::kReal: value.SetFloat(s.real); break;
+      case BaseJSONScanner::kTrue: value.SetBool(true); break;
+      case BaseJSONScanner::kFalse: value.SetBool(false); break;
+      case BaseJSONScanner::kNull: break;
+      case BaseJSONScanner::kError: m_failed = true; return 0;
+      default: Fail("value expected"); return 0;
     }
-    const size_t base = m_valueCount;
+    s.Next();
+    return value.DetachWord();
+  }
+
+  // ParseContainer: the array or object at the current '[' or '{', as a word.
+  uint64_t ParseContainer() {
+    if (++m_depth > kJSONMaxDepth) return Fail(kTooDeep), 0;
+    const bool object = m_scanner.punct == '{';
+    const size_t base = object ? m_memberCount : m_wordCount;
+    NextInside(object);
+    if (IsPunct(object ? '}' : ']')) {
+      --m_depth;
+      m_scanner.Next();
+      return object ? VAL_DIC : VAL_VEC;  // the empty map and array hold no body
+    }
     for (;;) {
-      Val element;
-      if (!ParseValue(element)) return false;
-      if (m_valueCount == m_valueCapacity && !GrowValues()) return Fail("out of memory");
-      new (&m_values[m_valueCount++]) Val(std::move(element));
-      if (s.token != BaseJSONScanner::kPunct) return Fail("']' expected");
-      if (s.punct == ',') {
-        s.Next();
+      if (object && !StartMember()) return 0;
+      const uint64_t word = IsContainer() ? ParseContainer() : ParseScalar();
+      if (m_failed) return 0;
+      if (!Store(object, word)) return 0;
+      if (m_scanner.token != BaseJSONScanner::kPunct) return Fail(object ? "'}' expected" : "']' expected"), 0;
+      if (m_scanner.punct == ',') {
+        NextInside(object);
         continue;
       }
-      if (s.punct != ']') return Fail("']' expected");
+      if (m_scanner.punct != (object ? '}' : ']')) return Fail(object ? "'}' expected" : "']' expected"), 0;
       break;
     }
-    const uint32_t count = static_cast<uint32_t>(m_valueCount - base);
+    const uint64_t word = object ? BuildObject(base) : BuildArray(base);
+    --m_depth;
+    m_scanner.Next();
+    return word;
+  }
+
+  // NextInside: the next token; inside an object it may be a member name, shared when seen.
+  __attribute__((noinline)) void NextInside(bool object) {
+    m_scanner.nameMode = object;
+    m_scanner.Next();
+    m_scanner.nameMode = false;
+  }
+
+  // StartMember: the name and ':' of a member, pushed with a nil value.
+  __attribute__((noinline)) bool StartMember() {
+    BaseJSONScanner& s = m_scanner;
+    if (s.token != BaseJSONScanner::kString) return Fail("string or '}' expected");
+    if (m_memberCount == m_memberCapacity && !GrowMembers()) return Fail("out of memory");
+    new (&m_members[m_memberCount++]) Entry{std::move(s.str), s.strHash, Val()};
+    s.Next();
+    if (!IsPunct(':')) return Fail("':' expected");
+    s.Next();
+    return true;
+  }
+
+  __attribute__((noinline)) bool Store(bool object, uint64_t word) {
+    if (object) {
+      m_members[m_memberCount - 1].value = Val::AdoptWord(word);
+      return true;
+    }
+    if (m_wordCount == m_wordCapacity && !GrowWords()) {
+      Val::AdoptWord(word);
+      return Fail("out of memory");
+    }
+    m_words[m_wordCount++] = word;
+    return true;
+  }
+
+  __attribute__((noinline)) uint64_t BuildArray(size_t base) {
+    const uint32_t count = static_cast<uint32_t>(m_wordCount - base);
     Array<Val> array;
     array.Reserve(count).SetCount(count);
     // The words move into the array's zeroed slots; the stack forgets them.
-    memcpy(static_cast<void*>(const_cast<Val*>(array.GetData())), static_cast<const void*>(m_values + base),
-           sizeof(Val) * count);
-    m_valueCount = base;
-    out.SetVec(std::move(array));
-    --m_depth;
-    s.Next();
-    return true;
+    memcpy(static_cast<void*>(const_cast<Val*>(array.GetData())), m_words + base, sizeof(uint64_t) * count);
+    m_wordCount = base;
+    Val value;
+    value.SetVec(std::move(array));
+    return value.DetachWord();
   }
 
-  bool ParseObject(Val& out) {
-    if (++m_depth > kJSONMaxDepth) return Fail(kTooDeep);
-    BaseJSONScanner& s = m_scanner;
-    s.nameMode = true;
-    s.Next();
-    s.nameMode = false;
-    if (IsPunct('}')) {
-      out.SetDic(ValDic());
-      --m_depth;
-      s.Next();
-      return true;
-    }
-    const size_t base = m_memberCount;
-    for (;;) {
-      if (s.token != BaseJSONScanner::kString) return Fail("string or '}' expected");
-      if (m_memberCount == m_memberCapacity && !GrowMembers()) return Fail("out of memory");
-      Entry* entry = new (&m_members[m_memberCount++]) Entry{std::move(s.str), s.strHash, Val()};
-      s.Next();
-      if (!IsPunct(':')) return Fail("':' expected");
-      s.Next();
-      Val value;
-      if (!ParseValue(value)) return false;
-      entry = &m_members[m_memberCount - 1];  // the stack may have moved meanwhile
-      entry->value = std::move(value);
-      if (s.token != BaseJSONScanner::kPunct) return Fail("'}' expected");
-      if (s.punct == ',') {
-        s.nameMode = true;
-        s.Next();
-        s.nameMode = false;
-        continue;
-      }
-      if (s.punct != '}') return Fail("'}' expected");
-      break;
-    }
+  __attribute__((noinline)) uint64_t BuildObject(size_t base) {
     Imp* body = Imp::Build(m_members + base, static_cast<uint32_t>(m_memberCount - base));
-    if (body == nullptr) return Fail("dict set failed");
+    if (body == nullptr) return Fail("dict set failed"), 0;
     for (size_t i = base; i < m_memberCount; ++i) m_members[i].~Entry();  // emptied by Build
     m_memberCount = base;
-    out.SetDic(ValDic::Adopt(body));  // SetDic links: the adopting handle drops its own
-    --m_depth;
-    s.Next();
-    return true;
+    Val value;
+    value.SetDic(ValDic::Adopt(body));  // SetDic links: the adopting handle drops its own
+    return value.DetachWord();
   }
 
-  bool GrowValues() {
-    const size_t capacity = m_valueCapacity != 0 ? m_valueCapacity * 2 : 64;
-    void* grown = realloc(static_cast<void*>(m_values), capacity * sizeof(Val));  // words move as bytes
+  bool GrowWords() {
+    const size_t capacity = m_wordCapacity != 0 ? m_wordCapacity * 2 : 64;
+    void* grown = realloc(m_words, capacity * sizeof(uint64_t));
     if (grown == nullptr) return false;
-    m_values = static_cast<Val*>(grown);
-    m_valueCapacity = capacity;
+    m_words = static_cast<uint64_t*>(grown);
+    m_wordCapacity = capacity;
     return true;
   }
 
   bool GrowMembers() {
     const size_t capacity = m_memberCapacity != 0 ? m_memberCapacity * 2 : 32;
-    void* grown = realloc(static_cast<void*>(m_members), capacity * sizeof(Entry));
+    void* grown = realloc(static_cast<void*>(m_members), capacity * sizeof(Entry));  // entries move as bytes
     if (grown == nullptr) return false;
     m_members = static_cast<Entry*>(grown);
     m_memberCapacity = capacity;
@@ -594,10 +606,11 @@ class JSONParser {
   }
 
   BaseJSONScanner& m_scanner;
+  bool m_failed = false;
   unsigned m_depth = 0;
-  Val* m_values = nullptr;
-  size_t m_valueCount = 0;
-  size_t m_valueCapacity = 0;
+  uint64_t* m_words = nullptr;
+  size_t m_wordCount = 0;
+  size_t m_wordCapacity = 0;
   Entry* m_members = nullptr;
   size_t m_memberCount = 0;
   size_t m_memberCapacity = 0;
@@ -716,46 +729,54 @@ struct Writer {
     return true;
   }
 
-  bool Vec(const Val* items, uint32_t count, int indent, unsigned depth) {
+  // Container: an array or map body and what is inside it. Only this recurses, one frame per
+  // level and no addressable locals, so that 512 levels fit a small thread stack.
+  bool Container(const void* body, bool isDic, int indent, unsigned depth) {
     if (depth > kJSONMaxDepth) return Fail(kTooDeep);
+    const uint32_t count = body == nullptr ? 0
+                           : isDic     ? static_cast<const Imp*>(body)->GetCount()
+                                       : static_cast<const ArrayImp*>(body)->count;
     if (count == 0) {
-      out.Add("[]", 2);
+      out.Add(isDic ? "{}" : "[]", 2);
       return true;
     }
-    out.Add('[');
+    const Val* values = isDic ? static_cast<const Imp*>(body)->values.GetData()
+                              : reinterpret_cast<const Val*>(const_cast<ArrayImp*>(static_cast<const ArrayImp*>(body))->GetSlots());
+    out.Add(isDic ? '{' : '[');
     for (uint32_t i = 0; i < count; ++i) {
-      if (i != 0) out.Add(',');
-      if (indent >= 0) Indent(static_cast<unsigned>(indent) + 2);
-      if (!Value(items[i], indent >= 0 ? indent + 2 : -1, depth)) return false;
+      if (!Separate(i, indent)) return false;
+      if (isDic && !Name(static_cast<const Imp*>(body)->keys.GetData()[i])) return false;
+      const Val& value = values[i];
+      const unsigned type = value.GetType();
+      const bool ok = type == VAL_DIC || type == VAL_VEC
+                          ? Container(value.GetPointer(), type == VAL_DIC, indent >= 0 ? indent + 2 : -1, depth + 1)
+                          : Scalar(value);
+      if (!ok) return false;
     }
     if (indent >= 0) Indent(static_cast<unsigned>(indent));
-    out.Add(']');
+    out.Add(isDic ? '}' : ']');
     return true;
   }
 
-  bool Dic(const Imp* body, int indent, unsigned depth) {
-    if (depth > kJSONMaxDepth) return Fail(kTooDeep);
-    const uint32_t count = body != nullptr ? body->GetCount() : 0;
-    if (count == 0) {
-      out.Add("{}", 2);
-      return true;
-    }
-    const AnsiStr* keys = body->keys.GetData();
-    const Val* values = body->values.GetData();
-    out.Add('{');
-    for (uint32_t i = 0; i < count; ++i) {
-      if (i != 0) out.Add(',');
-      if (indent >= 0) Indent(static_cast<unsigned>(indent) + 2);
-      if (!String(keys[i].GetStr(), keys[i].GetLength())) return false;
-      out.Add(':');
-      if (!Value(values[i], indent >= 0 ? indent + 2 : -1, depth)) return false;
-    }
-    if (indent >= 0) Indent(static_cast<unsigned>(indent));
-    out.Add('}');
+  __attribute__((noinline)) bool Separate(uint32_t index, int indent) {
+    if (index != 0) out.Add(',');
+    if (indent >= 0) Indent(static_cast<unsigned>(indent) + 2);
+    return true;
+  }
+
+  __attribute__((noinline)) bool Name(const AnsiStr& key) {
+    if (!String(key.GetStr(), key.GetLength())) return false;
+    out.Add(':');
     return true;
   }
 
   bool Value(const Val& value, int indent, unsigned depth) {
+    const unsigned type = value.GetType();
+    if (type == VAL_DIC || type == VAL_VEC) return Container(value.GetPointer(), type == VAL_DIC, indent, depth + 1);
+    return Scalar(value);
+  }
+
+  __attribute__((noinline)) bool Scalar(const Val& value) {
     switch (value.GetType()) {
       case VAL_NIL:
       case VAL_AGG:
@@ -785,12 +806,6 @@ struct Writer {
       }
       case VAL_STR: return String(value.GetStrData(), value.GetStrLength());
       case VAL_PIU: return Fail("unsupported value (IUnknown)");
-      case VAL_DIC: return Dic(static_cast<const Imp*>(value.GetPointer()), indent, depth + 1);
-      case VAL_VEC: {
-        uint32_t count;
-        const Val* items = value.GetVecData(&count);
-        return Vec(items, count, indent, depth + 1);
-      }
       default: error = FmtArgs("unsupported value (type %u)", value.GetType()); return false;
     }
   }
@@ -816,11 +831,7 @@ bool JSON2Val(const AnsiStr& text, Val& value, AnsiStr& error) {
 bool Val2JSON(const Val& value, AnsiStr& text, AnsiStr& error, bool compact, bool asciiOnly) {
   const int saved = GetLastError();
   Writer writer{Out(4096), error, asciiOnly};
-  bool ok = value.GetType() == VAL_VEC ? [&] {
-    uint32_t count;
-    const Val* items = value.GetVecData(&count);
-    return writer.Vec(items, count, compact ? -1 : 0, 1);
-  }() : writer.Value(value, compact ? -1 : 0, 0);
+  bool ok = writer.Value(value, compact ? -1 : 0, 0);
   if (ok && writer.out.IsFailed()) ok = writer.Fail("out of memory");
   if (ok) {
     text = AnsiStr(writer.out.GetData(), static_cast<uint32_t>(writer.out.GetLength()));
@@ -841,8 +852,8 @@ bool JSONFormatter::AddValue(AnsiStrBuilder& builder, const Val& value, const un
 bool JSONFormatter::AddArray(AnsiStrBuilder& builder, const Array<Val>& array, const unsigned* indent, AnsiStr& error,
                              bool asciiOnly) {
   Writer writer{Out(4096), error, asciiOnly};
-  return Finish(writer, builder,
-                writer.Vec(array.GetData(), array.GetCount(), indent != nullptr ? static_cast<int>(*indent) : -1, 1));
+  Val value(array);
+  return Finish(writer, builder, writer.Value(value, indent != nullptr ? static_cast<int>(*indent) : -1, 0));
 }
 
 bool QuoteEscapeJSON(AnsiSubStr text, AnsiStrBuilder& builder, AnsiStr& error, bool asciiOnly) {

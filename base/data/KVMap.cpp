@@ -74,6 +74,16 @@ Imp* Imp::Create(uint32_t capacity) noexcept {
 void Imp::Release(Imp* body) noexcept {
   if (body == nullptr || !body->Unlink()) return;
   for (IndexArray* bucket : body->buckets) FreeIndexArray(bucket);
+  // The values are released one by one here, with the least stack per nesting level, when
+  // this body is their only owner; the value array then goes with nothing left in it.
+  if (!body->values.IsShared() && body->values.GetCount() > 0) {
+    Val* slots = const_cast<Val*>(body->values.GetData());
+    for (uint32_t i = 0; i < body->values.GetCount(); ++i) {
+      const uint64_t word = slots[i].DetachWord();
+      if (word & Val::kOwner)
+        Val::Unlink(static_cast<unsigned>(word & Val::kTypeMask), reinterpret_cast<void*>(static_cast<intptr_t>(word) >> 8));
+    }
+  }
   body->~Imp();
   FreeParticle(sizeof(Imp), body);
 }

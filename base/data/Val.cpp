@@ -98,9 +98,14 @@ void Val::Unlink(unsigned type, void* object) noexcept {
       break;
     case VAL_DIC: ValDic::Imp::Release(static_cast<ValDic::Imp*>(object)); break;
     case VAL_VEC: {
-      // A handle that owns the reference releases the elements with the last one.
-      Array<Val> owner;
-      memcpy(static_cast<void*>(&owner), &object, sizeof object);
+      // Released here rather than through an Array handle: documents nest hundreds of levels
+      // deep, and each level of this recursion must cost as little stack as possible.
+      ArrayImp* body = static_cast<ArrayImp*>(object);
+      if (!body->ref.Unlink()) break;
+      uint64_t* slots = body->GetSlots();
+      for (uint32_t i = 0; i < body->count; ++i)
+        if (slots[i] & kOwner) Unlink(static_cast<unsigned>(slots[i] & kTypeMask), WordPointer(slots[i]));
+      ArrayImp::FreeBlock(body);
       break;
     }
     case VAL_AGG: VShapedStruct::Release(static_cast<VShapedStruct*>(object)); break;

@@ -88,10 +88,11 @@ class ORVGUI_API Val {
   }
 
   // Construction from the scalar and referenced types. Val(text) is a string value.
-  explicit Val(bool value) noexcept : m_word(value ? 0x101 : 0x1) {}
+  Val(bool value) noexcept : m_word(value ? 0x101 : 0x1) {}  // NOLINT(google-explicit-constructor)
   Val(int value) noexcept { SetInt(value); }  // NOLINT(google-explicit-constructor)
+  Val(unsigned value) noexcept { SetInt(value); }  // NOLINT(google-explicit-constructor)
   Val(int64_t value) noexcept { SetInt(value); }  // NOLINT(google-explicit-constructor)
-  explicit Val(double value) noexcept { SetFloat(value); }
+  Val(double value) noexcept { SetFloat(value); }  // NOLINT(google-explicit-constructor)
   explicit Val(DateTime64 value) noexcept { SetDate(value); }
   Val(const char* text) { SetStr(AnsiStr(text)); }  // NOLINT(google-explicit-constructor)
   Val(const AnsiStr& text) noexcept { SetStr(text); }  // NOLINT(google-explicit-constructor)
@@ -99,8 +100,15 @@ class ORVGUI_API Val {
   Val(const Array<Val>& vec) noexcept { SetVec(vec); }  // NOLINT(google-explicit-constructor)
   explicit Val(const Blob& blob) noexcept { SetBlob(blob); }
 
-  // FromWord / GetWord: the raw word (FromWord takes no reference: for tests and the parser).
+  // GetWord: the raw word. DetachWord: hands the word and its reference to the caller and
+  // leaves nil. AdoptWord: a value that takes over a word and its reference.
   uint64_t GetWord() const noexcept { return m_word; }
+  uint64_t DetachWord() noexcept { return std::exchange(m_word, 0); }
+  static Val AdoptWord(uint64_t word) noexcept {
+    Val value;
+    value.m_word = word;
+    return value;
+  }
 
   unsigned GetType() const noexcept { return static_cast<unsigned>(m_word & kTypeMask); }
   bool IsNil() const noexcept { return m_word == 0; }
