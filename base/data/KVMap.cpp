@@ -31,6 +31,14 @@ void FreeIndexArray(IndexArray* array) noexcept {
   if (array != nullptr) FreeParticle(IndexBytes(array->capacity), array);
 }
 
+// KeyLength: the length of a key, read from its body (the hot loops of look-ups need it
+// without a call).
+inline uint32_t KeyLength(const AnsiStr& key) noexcept {
+  const AnsiStr::Imp* body;
+  memcpy(&body, static_cast<const void*>(&key), sizeof body);
+  return body != nullptr ? body->length : 0;
+}
+
 // MakeRoom: room for one more element in an Array, by the common growth rule.
 template <class T>
 void MakeRoom(Array<T>& array) noexcept {
@@ -73,7 +81,9 @@ Imp* Imp::Create(uint32_t capacity) noexcept {
 
 void Imp::Release(Imp* body) noexcept {
   if (body == nullptr || !body->Unlink()) return;
-  for (IndexArray* bucket : body->buckets) FreeIndexArray(bucket);
+  for (IndexArray* bucket : body->buckets)
+    if (!body->IsPooled(bucket)) FreeIndexArray(bucket);
+  if (body->pool != nullptr) FreeParticle(body->poolBytes, body->pool);
   // The values are released one by one here, with the least stack per nesting level, when
   // this body is their only owner; the value array then goes with nothing left in it.
   if (!body->values.IsShared() && body->values.GetCount() > 0) {
@@ -93,10 +103,24 @@ Imp* Imp::Build(Entry* entries, uint32_t count) noexcept {
   if (body == nullptr) return nullptr;
   uint32_t perBucket[kBuckets] = {};
   for (uint32_t i = 0; i < count; ++i) ++perBucket[entries[i].hash % kBuckets];
-  for (unsigned b = 0; b < kBuckets; ++b) {
-    if (perBucket[b] != 0 && (body->buckets[b] = NewIndexArray(perBucket[b])) == nullptr) {
+  // All buckets in one block: a parsed object costs four allocations, whatever its size.
+  size_t bytes = 0;
+  for (unsigned b = 0; b < kBuckets; ++b) bytes += perBucket[b] != 0 ? IndexBytes(perBucket[b]) : 0;
+  if (bytes > 0) {
+    if (bytes > 0xFFFFFFFFu || (body->pool = AllocParticle(bytes)) == nullptr) {
+      ReportArrayAllocFail(bytes, count);
       Release(body);
       return nullptr;
+    }
+    body->poolBytes = static_cast<uint32_t>(bytes);
+    char* next = static_cast<char*>(body->pool);
+    for (unsigned b = 0; b < kBuckets; ++b) {
+      if (perBucket[b] == 0) continue;
+      IndexArray* bucket = reinterpret_cast<IndexArray*>(next);
+      bucket->capacity = perBucket[b];
+      bucket->count = 0;
+      body->buckets[b] = bucket;
+      next += IndexBytes(perBucket[b]);
     }
   }
   body->keys.Reserve(count).SetCount(count);
@@ -131,7 +155,7 @@ uint32_t Imp::FindKey(const char* key, uint32_t length, unsigned bucket) const n
     const AnsiStr* names = keys.GetData();
     for (uint32_t i = 0; i < chain->count; ++i) {
       const AnsiStr& name = names[chain->items[i]];
-      if (name.GetLength() == length && memcmp(name.GetStr(), key, length) == 0) return chain->items[i];
+      if (KeyLength(name) == length && memcmp(name.GetStr(), key, length) == 0) return chain->items[i];
     }
   }
   return keys.GetCount();
@@ -154,7 +178,7 @@ uint32_t Imp::AddKey(const AnsiStr& key, unsigned bucket) noexcept {
     if (chain != nullptr) {
       memcpy(grown->items, chain->items, sizeof(uint32_t) * chain->count);
       grown->count = chain->count;
-      FreeIndexArray(chain);
+      if (!IsPooled(chain)) FreeIndexArray(chain);
     }
     buckets[bucket] = chain = grown;
   }
@@ -210,8 +234,13 @@ bool Imp::Shrink(const uint32_t* remove, uint32_t removeCount) noexcept {
     chain->items[chain->count++] = i;
   }
   for (unsigned b = 0; b < kBuckets; ++b) {
-    FreeIndexArray(buckets[b]);
+    if (!IsPooled(buckets[b])) FreeIndexArray(buckets[b]);
     buckets[b] = rebuilt[b];
+  }
+  if (pool != nullptr) {
+    FreeParticle(poolBytes, pool);
+    pool = nullptr;
+    poolBytes = 0;
   }
   keys = std::move(newKeys);
   values = std::move(newValues);

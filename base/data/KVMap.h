@@ -48,6 +48,15 @@ class ORVGUI_API KVMap<AnsiStr, Val, Val, 13> {
     IndexArray* buckets[kBuckets] = {};
     Array<AnsiStr> keys;
     Array<Val> values;
+    // pool: one block holding the buckets made by Build (a bucket inside it is not freed on
+    // its own; one that grows out of it moves to a block of its own).
+    void* pool = nullptr;
+    uint32_t poolBytes = 0;
+
+    bool IsPooled(const IndexArray* bucket) const noexcept {
+      const char* p = reinterpret_cast<const char*>(bucket);
+      return pool != nullptr && p >= static_cast<const char*>(pool) && p < static_cast<const char*>(pool) + poolBytes;
+    }
 
     // Create: an empty body with room for capacity keys (null, reported, without memory).
     static Imp* Create(uint32_t capacity = 0) noexcept;
