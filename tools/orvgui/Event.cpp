@@ -41,18 +41,6 @@ const char kUsage[] =
 
 constexpr const char* kSub = "event";
 
-bool ParseNumber(const char* text, unsigned& out) {
-  if (*text == 0) return false;
-  uint64_t value = 0;
-  for (const char* c = text; *c != 0; ++c) {
-    if (*c < '0' || *c > '9') return false;
-    value = value * 10 + static_cast<uint64_t>(*c - '0');
-    if (value > 0xFFFFFFFFu) return false;
-  }
-  out = static_cast<unsigned>(value);
-  return true;
-}
-
 int Run(int argc, char** argv) {
   const char* source = "";
   unsigned id = 0, type = OrvGuiTrace::kEventError, category = OrvGuiTrace::kCategoryApplication;
@@ -73,9 +61,9 @@ int Run(int argc, char** argv) {
       if (strcmp(arg, "--source") == 0) {
         source = value;
       } else if (strcmp(arg, "--id") == 0) {
-        if (!ParseNumber(value, id)) return UsageError(kSub, "invalid id '%s'", value);
+        if (!ParseUInt32(value, id)) return UsageError(kSub, "invalid id '%s'", value);
       } else if (strcmp(arg, "--category") == 0) {
-        if (!ParseNumber(value, category)) return UsageError(kSub, "invalid category '%s'", value);
+        if (!ParseUInt32(value, category)) return UsageError(kSub, "invalid category '%s'", value);
       } else if (strcmp(arg, "--type") == 0) {
         static const char* const kTypes[] = {"error", "warning", "info", "notice"};
         type = 4;
