@@ -148,6 +148,26 @@ unsigned DecodeUtf8(const unsigned char* p, uint32_t& cp, AnsiStr& error) {
   return length;
 }
 
+// ValidUtf8: the length of the well-formed character at p (a byte >= 0x80) that ends by end,
+// or 0; the fast path in front of DecodeUtf8, which then names the fault.
+inline unsigned ValidUtf8(const unsigned char* p, const unsigned char* end) {
+  const unsigned char c = p[0];
+  const ptrdiff_t room = end - p;
+  if (c < 0xC2) return 0;
+  if (c < 0xE0) return room >= 2 && IsContinuation(p[1]) ? 2 : 0;
+  if (c < 0xF0) {
+    if (room < 3 || !IsContinuation(p[1]) || !IsContinuation(p[2])) return 0;
+    const uint32_t cp = ((c & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu);
+    return cp >= 0x800 && (cp < 0xD800 || cp > 0xDFFF) ? 3 : 0;
+  }
+  if (c < 0xF5) {
+    if (room < 4 || !IsContinuation(p[1]) || !IsContinuation(p[2]) || !IsContinuation(p[3])) return 0;
+    const uint32_t cp = ((c & 0x07u) << 18) | ((p[1] & 0x3Fu) << 12) | ((p[2] & 0x3Fu) << 6) | (p[3] & 0x3Fu);
+    return cp >= 0x10000 && cp <= 0x10FFFF ? 4 : 0;
+  }
+  return 0;
+}
+
 // ReadHex4: the four hex digits at p.
 bool ReadHex4(const char* p, uint32_t& value, AnsiStr& error) {
   value = 0;
@@ -346,9 +366,12 @@ class BaseJSONScanner {
       while (kPlain.plain[static_cast<unsigned char>(*p)]) ++p;
       if (*p == '"') break;
       if (static_cast<unsigned char>(*p) < 0x80) return ScanEscaped(quote);  // escape, control or end
-      uint32_t cp;
-      const unsigned length = DecodeUtf8(reinterpret_cast<const unsigned char*>(p), cp, error);
-      if (length == 0) return m_pos = p, kError;
+      const unsigned length = ValidUtf8(reinterpret_cast<const unsigned char*>(p), reinterpret_cast<const unsigned char*>(m_end));
+      if (length == 0) {
+        uint32_t cp;
+        if (DecodeUtf8(reinterpret_cast<const unsigned char*>(p), cp, error) == 0) return m_pos = p, kError;
+        return ScanEscaped(quote);  // cannot happen: both readers agree
+      }
       p += length;
     }
     m_pos = p + 1;
@@ -678,7 +701,15 @@ struct Writer {
     static const char kHex[] = "0123456789abcdef";
     while (p < end) {
       const unsigned char* run = p;
-      while (p < end && kPlain.plain[*p]) ++p;
+      for (;;) {
+        while (p < end && kPlain.plain[*p]) ++p;
+        unsigned n;
+        if (p < end && *p >= 0x80 && !asciiOnly && (n = ValidUtf8(p, end)) != 0) {
+          p += n;
+          continue;
+        }
+        break;
+      }
       out.Add(reinterpret_cast<const char*>(run), static_cast<size_t>(p - run));
       if (p == end) break;
       const unsigned char c = *p;
@@ -743,9 +774,11 @@ struct Writer {
     const Val* values = isDic ? static_cast<const Imp*>(body)->values.GetData()
                               : reinterpret_cast<const Val*>(const_cast<ArrayImp*>(static_cast<const ArrayImp*>(body))->GetSlots());
     out.Add(isDic ? '{' : '[');
+    const AnsiStr* keys = isDic ? static_cast<const Imp*>(body)->keys.GetData() : nullptr;
     for (uint32_t i = 0; i < count; ++i) {
-      if (!Separate(i, indent)) return false;
-      if (isDic && !Name(static_cast<const Imp*>(body)->keys.GetData()[i])) return false;
+      if (i != 0) out.Add(',');
+      if (indent >= 0) Indent(static_cast<unsigned>(indent) + 2);
+      if (isDic && !Name(keys[i])) return false;
       const Val& value = values[i];
       const unsigned type = value.GetType();
       const bool ok = type == VAL_DIC || type == VAL_VEC
@@ -758,14 +791,10 @@ struct Writer {
     return true;
   }
 
-  __attribute__((noinline)) bool Separate(uint32_t index, int indent) {
-    if (index != 0) out.Add(',');
-    if (indent >= 0) Indent(static_cast<unsigned>(indent) + 2);
-    return true;
-  }
-
   __attribute__((noinline)) bool Name(const AnsiStr& key) {
-    if (!String(key.GetStr(), key.GetLength())) return false;
+    const AnsiStr::Imp* body;
+    memcpy(&body, static_cast<const void*>(&key), sizeof body);  // the key's text and length in place
+    if (!String(body != nullptr ? body->text : "", body != nullptr ? body->length : 0)) return false;
     out.Add(':');
     return true;
   }
@@ -804,7 +833,10 @@ struct Writer {
         const AnsiStr text = value.GetDate().GetStr();
         return String(text.GetStr(), text.GetLength());
       }
-      case VAL_STR: return String(value.GetStrData(), value.GetStrLength());
+      case VAL_STR: {
+        const AnsiStr::Imp* body = static_cast<const AnsiStr::Imp*>(value.GetPointer());
+        return String(body != nullptr ? body->text : "", body != nullptr ? body->length : 0);
+      }
       case VAL_PIU: return Fail("unsupported value (IUnknown)");
       default: error = FmtArgs("unsupported value (type %u)", value.GetType()); return false;
     }
