@@ -398,7 +398,7 @@ class BaseJSONScanner {
     for (uint32_t i = 0; i < length; ++i) h = h * 31 + static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(text[i])));
     strHash = memchr(text, 0, length) == nullptr ? h : Imp::Hash(text);
     AnsiStr& cached = m_names[(h ^ (h >> 9)) & (kNameSlots - 1)];
-    if (cached.GetLength() == length && memcmp(cached.GetStr(), text, length) == 0 && length != 0) {
+    if (Imp::KeyLength(cached) == length && length != 0 && memcmp(cached.GetStr(), text, length) == 0) {
       str = cached;
       return;
     }
@@ -792,9 +792,7 @@ struct Writer {
   }
 
   __attribute__((noinline)) bool Name(const AnsiStr& key) {
-    const AnsiStr::Imp* body;
-    memcpy(&body, static_cast<const void*>(&key), sizeof body);  // the key's text and length in place
-    if (!String(body != nullptr ? body->text : "", body != nullptr ? body->length : 0)) return false;
+    if (!String(key.GetStr(), Imp::KeyLength(key))) return false;
     out.Add(':');
     return true;
   }

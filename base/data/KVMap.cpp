@@ -31,14 +31,6 @@ void FreeIndexArray(IndexArray* array) noexcept {
   if (array != nullptr) FreeParticle(IndexBytes(array->capacity), array);
 }
 
-// KeyLength: the length of a key, read from its body (the hot loops of look-ups need it
-// without a call).
-inline uint32_t KeyLength(const AnsiStr& key) noexcept {
-  const AnsiStr::Imp* body;
-  memcpy(&body, static_cast<const void*>(&key), sizeof body);
-  return body != nullptr ? body->length : 0;
-}
-
 // MakeRoom: room for one more element in an Array, by the common growth rule.
 template <class T>
 void MakeRoom(Array<T>& array) noexcept {
@@ -131,7 +123,7 @@ Imp* Imp::Build(Entry* entries, uint32_t count) noexcept {
   for (uint32_t i = 0; i < count; ++i) {
     Entry& entry = entries[i];
     IndexArray* chain = body->buckets[entry.hash % kBuckets];
-    const uint32_t found = body->FindKey(entry.key.GetStr(), entry.key.GetLength(), entry.hash % kBuckets);
+    const uint32_t found = body->FindKey(entry.key.GetStr(), KeyLength(entry.key), entry.hash % kBuckets);
     if (found < used) {
       slots[found] = std::move(entry.value);
       entry.key = AnsiStr();

@@ -23,6 +23,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "base/data/Val.h"
 
@@ -70,6 +71,12 @@ class ORVGUI_API KVMap<AnsiStr, Val, Val, 13> {
       return h;
     }
     static unsigned GetBucket(const char* key) noexcept { return Hash(key) % kBuckets; }
+    // KeyLength: the length of a key read from its body in place (look-ups compare many).
+    static uint32_t KeyLength(const AnsiStr& key) noexcept {
+      const AnsiStr::Imp* body;
+      memcpy(&body, static_cast<const void*>(&key), sizeof body);
+      return body != nullptr ? body->length : 0;
+    }
 
     // AddKey: the index of key, appended (with a nil value) when new; kNotFound when the
     // bucket could not grow (reported).
