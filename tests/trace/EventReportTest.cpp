@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "../helpers/EventLog.h"
 
@@ -21,6 +23,7 @@ namespace OrvGuiTrace {
 namespace {
 
 using OrvGuiBase::Array;
+using OrvGuiBase::ValDic;
 
 std::string RunCommand(const std::string& command) {
   std::string out;
@@ -179,8 +182,51 @@ void ReportToOwnSyslogAndExit() {
 TEST(EventReportDeathTest, SystemLogReceivesTheTextUnchanged) {
   if (geteuid() != 0) GTEST_SKIP() << "a private mount namespace needs root";
   GTEST_FLAG_SET(death_test_style, "threadsafe");
+  for (const char* logType : {"", "System", "journal"}) {  // unknown words keep the system log
+    setenv("LOGTYPE", logType, 1);
+    EXPECT_EXIT(ReportToOwnSyslogAndExit(), testing::ExitedWithCode(0), "") << logType;
+  }
   unsetenv("LOGTYPE");
-  EXPECT_EXIT(ReportToOwnSyslogAndExit(), testing::ExitedWithCode(0), "");
+}
+
+// Four threads report at once into one pipe; every line must be one whole JSON object.
+void ReportFromThreadsAndExit() {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t] {
+      ValDic values;
+      values.Set("thread", t);
+      values.Set("padding", std::string(3000, 'x').c_str());  // lines longer than a pipe's atomic write
+      for (int i = 0; i < 50; ++i) ReportEvent("APP", static_cast<unsigned>(i + 1), "concurrent", values, kEventInformation, kCategoryTrace);
+    });
+  for (std::thread& thread : threads) thread.join();
+  _exit(0);
+}
+
+TEST(EventReportDeathTest, EventsOfManyThreadsStayWholeLines) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  if (getenv("EVENT_TEST_OUT") == nullptr) {
+    char name[] = "/tmp/orvgui-event-XXXXXX";
+    const int fd = mkstemp(name);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    setenv("EVENT_TEST_OUT", name, 1);
+  }
+  const std::string path = getenv("EVENT_TEST_OUT");
+  setenv("LOGTYPE", "stdout", 1);
+  EXPECT_EXIT(
+      {
+        const int fd = open(path.c_str(), O_WRONLY | O_APPEND);
+        dup2(fd, STDOUT_FILENO);
+        ReportFromThreadsAndExit();
+      },
+      testing::ExitedWithCode(0), "");
+  unsetenv("LOGTYPE");
+  const std::string counts =
+      RunCommand("jq -r '\"\\(.krs.thread) \\(.krs.padding | length)\"' " + path + " | sort | uniq -c | tr -s ' '");
+  unlink(path.c_str());
+  unsetenv("EVENT_TEST_OUT");
+  EXPECT_EQ(counts, " 50 0 3000\n 50 1 3000\n 50 2 3000\n 50 3 3000\n");
 }
 
 }  // namespace
