@@ -143,12 +143,7 @@ void EventDic::Val2Str(AnsiStr& out, const char* name, const Val& value) {
 
 void EventDic::Vec2Str(AnsiStr& out, const char* name, const Val& vec) {
   uint32_t count;
-  const Val* items = vec.GetVecData(&count);
-  if (count > 0 && items == nullptr) {
-    if (!out.IsEmpty()) out.Append('\n');
-    out.Append("Could not allocate array");
-    return;
-  }
+  const Val* items = vec.GetVecData(&count);  // read in place: rendering allocates no array
   for (uint32_t i = 0; i < count; ++i) Val2Str(out, FmtArgs("%s[%u]", name, i).GetStr(), items[i]);
 }
 

@@ -100,9 +100,10 @@ TEST(EventTool, JsonLineFieldsAndUsage) {
   EXPECT_EQ(line.out,
             "[\"notice\",\"100% done\",{\"volume\":\"/data\",\"count\":12,\"id\":\"BACKUP-00007\","
             "\"category\":\"Installation\",\"version\":\"1.0.0\",\"processname\":\"orvgui\"}]\n");
-  const ProcessResult err = Orvgui({"event", "--id", "123456", "--source", "X", "m"}, {"LOGTYPE=stderr"});
+  const ProcessResult err = Orvgui({"event", "--id", "123456", "--source", "X", "--", "--m"}, {"LOGTYPE=stderr"});
   EXPECT_EQ(err.status, 0);
   EXPECT_TRUE(err.out.empty());
+  EXPECT_NE(err.err.find("\"message\":\"--m\""), std::string::npos) << err.err;
   EXPECT_NE(err.err.find("\"id\":\"X-123456\""), std::string::npos) << err.err;
 
   struct Case {
