@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "../helpers/EventLog.h"
+#include "trace/Trace.h"
 
 namespace OrvGuiTrace {
 namespace {
@@ -79,22 +80,58 @@ TEST(EventReport, TextFormAndBuildEvent) {
   EXPECT_NE(built.find("\nthreadid="), std::string::npos);
 }
 
-TEST(EventReport, ObserverSeesLowerLayerEventsAndLastErrorIsKept) {
+// In a child with LOGTYPE=stdout (sent to /dev/null), so that nothing reaches the machine's
+// system log: exits 0 when the observer saw the three events and errno survived.
+void ObserveAndExit() {
+  const int null = open("/dev/null", O_WRONLY);
+  dup2(null, STDOUT_FILENO);
   EventLog log;
   const EventField fields[] = {{"size_bytes", "4096"}, {"length", "512"}};
   errno = 9;
   ReportEvent("ORVGUI", 800, "Array allocation failed", fields, 2, kEventError, kCategoryInternal);
-  EXPECT_EQ(errno, 9);
+  const bool kept = errno == 9;
   ValDic dic;
   dic.Set("lockname", "L");
   ReportEvent("APP", 5, "held", dic, kEventWarning, kCategoryPerformance);
   ReportEvent("only a message", kEventInformation, kCategoryMessage);
   const auto events = log.Events();
-  ASSERT_EQ(events.size(), 3u);
-  EXPECT_EQ(events[0], (std::vector<std::string>{"ORVGUI/800/0/2", "Array allocation failed", "size_bytes=4096",
-                                                 "length=512"}));
-  EXPECT_EQ(events[1], (std::vector<std::string>{"APP/5/1/7", "held", "lockname=L"}));
-  EXPECT_EQ(events[2], (std::vector<std::string>{"/0/2/4", "only a message"}));
+  const bool ok = kept && events.size() == 3 &&
+                  events[0] == std::vector<std::string>{"ORVGUI/800/0/2", "Array allocation failed", "size_bytes=4096",
+                                                        "length=512"} &&
+                  events[1] == std::vector<std::string>{"APP/5/1/7", "held", "lockname=L"} &&
+                  events[2] == std::vector<std::string>{"/0/2/4", "only a message"};
+  _exit(ok ? 0 : 1);
+}
+
+TEST(EventReportDeathTest, ObserverSeesLowerLayerEventsAndLastErrorIsKept) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  setenv("LOGTYPE", "stdout", 1);
+  EXPECT_EXIT(ObserveAndExit(), testing::ExitedWithCode(0), "");
+  unsetenv("LOGTYPE");
+}
+
+std::vector<std::string> g_traced;
+
+bool KeepTraceLine(const char* line) {
+  g_traced.emplace_back(line);
+  return true;  // consumed: nothing reaches the pipe
+}
+
+TEST(EventReport, MirroredIntoTheTraceLineByLine) {
+  TraceSetStrHandler(&KeepTraceLine);
+  ValDic dic;
+  dic.Set("lockname", "L");
+  dic.Set("waits", 3);
+  // Trace only: the test writes nothing to the machine's system log.
+  ReportEvent("APP", "held", 5, "", dic, kEventModeTraceOnly, kEventWarning, kCategoryPerformance);
+  ReportEvent("APP", "quiet", 6, EventDic(), kEventModeTraceOnly, kEventError, kCategoryInternal, true);
+  TraceSetStrHandler(nullptr);
+  ASSERT_EQ(g_traced.size(), 3u);
+  EXPECT_EQ(g_traced[0][0], 'E') << "kind 0x1000";
+  EXPECT_NE(g_traced[0].find("ReportEvent: APP-00005: held"), std::string::npos) << g_traced[0];
+  EXPECT_NE(g_traced[1].find(": " "  lockname=L"), std::string::npos) << g_traced[1];
+  EXPECT_NE(g_traced[2].find(": " "  waits=3"), std::string::npos) << g_traced[2];
+  g_traced.clear();
 }
 
 // Reports the events whose JSON lines the parent reads back; standard error goes to the file
