@@ -36,6 +36,19 @@ std::string RunCommand(const std::string& command) {
   return out;
 }
 
+// SharedOutputPath: a temporary file for a death test's child to write into. The child runs
+// the test again up to its statement, and finds the parent's file through the environment.
+std::string SharedOutputPath() {
+  if (getenv("EVENT_TEST_OUT") == nullptr) {
+    char name[] = "/tmp/orvgui-event-XXXXXX";
+    const int fd = mkstemp(name);
+    if (fd < 0) return std::string();
+    close(fd);
+    setenv("EVENT_TEST_OUT", name, 1);
+  }
+  return getenv("EVENT_TEST_OUT");
+}
+
 TEST(EventReport, WordsPrioritiesAndIds) {
   struct TypeRow {
     unsigned type;
@@ -154,15 +167,8 @@ void ReportJsonEventsAndExit() {
 
 TEST(EventReportDeathTest, JsonLinesReadBackWithJq) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  // The child runs this test again up to the statement: it finds the parent's file name.
-  if (getenv("EVENT_TEST_OUT") == nullptr) {
-    char name[] = "/tmp/orvgui-event-XXXXXX";
-    const int fd = mkstemp(name);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    setenv("EVENT_TEST_OUT", name, 1);
-  }
-  const std::string path = getenv("EVENT_TEST_OUT");
+  const std::string path = SharedOutputPath();
+  ASSERT_FALSE(path.empty());
   setenv("LOGTYPE", "StdErr", 1);  // read once, by the fresh child process
   EXPECT_EXIT(ReportJsonEventsAndExit(), testing::ExitedWithCode(0), "");
   unsetenv("LOGTYPE");
@@ -242,14 +248,8 @@ void ReportFromThreadsAndExit() {
 
 TEST(EventReportDeathTest, EventsOfManyThreadsStayWholeLines) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  if (getenv("EVENT_TEST_OUT") == nullptr) {
-    char name[] = "/tmp/orvgui-event-XXXXXX";
-    const int fd = mkstemp(name);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    setenv("EVENT_TEST_OUT", name, 1);
-  }
-  const std::string path = getenv("EVENT_TEST_OUT");
+  const std::string path = SharedOutputPath();
+  ASSERT_FALSE(path.empty());
   setenv("LOGTYPE", "stdout", 1);
   EXPECT_EXIT(
       {
