@@ -19,6 +19,10 @@
 // call of "ORVGUI-00800: message" followed, when there are values, by a newline and one
 // "key=value" line per value (array elements as "key[0]", nested maps as "key.sub").
 //
+// The lower layers' entry point (UpcallEvents.h) takes its fields as texts; a text that is a
+// plain decimal integer ("4096", "-3", not "007") becomes an integer value, so that sizes and
+// counts reach JSON collectors as numbers.
+//
 // Depends on the value model (base/data), the JSON writer, the trace entry point and the
 // process information.
 #pragma once
