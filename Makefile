@@ -11,7 +11,8 @@ DEPS := cmake ninja-build g++ make pkg-config ccache clang-14 libclang-rt-14-dev
         libgtest-dev libgmock-dev libbenchmark-dev valgrind util-linux \
         libmimalloc-dev libjemalloc2 libtcmalloc-minimal4 libfmt-dev libicu-dev libutfcpp-dev \
         unrtf pandoc \
-        zlib1g-dev libbz2-dev
+        zlib1g-dev libbz2-dev \
+        jq rapidjson-dev nlohmann-json3-dev libsimdjson-dev
 
 CTEST := ctest --output-on-failure -j $(JOBS)
 

@@ -6,6 +6,7 @@
 // exit status 0 success, 1 failure, 2 usage error.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 namespace OrvGuiTool {
@@ -36,5 +37,8 @@ bool IsHelpOption(const char* arg);
 bool IsVersionOption(const char* arg);
 // PrintVersion: "orvgui <version>" on standard output.
 void PrintVersion();
+
+// ParseUInt32: decimal digits only, up to 4294967295; false for anything else.
+bool ParseUInt32(const char* text, uint32_t& value);
 
 }  // namespace OrvGuiTool

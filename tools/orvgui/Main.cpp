@@ -64,6 +64,18 @@ bool IsHelpOption(const char* arg) { return strcmp(arg, "--help") == 0 || strcmp
 bool IsVersionOption(const char* arg) { return strcmp(arg, "--version") == 0; }
 void PrintVersion() { printf("orvgui %s\n", OrvGuiBase::GetLibraryVersion()); }
 
+bool ParseUInt32(const char* text, uint32_t& value) {
+  if (*text == 0) return false;
+  uint64_t total = 0;
+  for (const char* c = text; *c != 0; ++c) {
+    if (*c < '0' || *c > '9') return false;
+    total = total * 10 + static_cast<uint64_t>(*c - '0');
+    if (total > 0xFFFFFFFFu) return false;
+  }
+  value = static_cast<uint32_t>(total);
+  return true;
+}
+
 }  // namespace OrvGuiTool
 
 int main(int argc, char** argv) {

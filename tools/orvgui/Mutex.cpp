@@ -63,19 +63,6 @@ void ForwardSignal(int signal) {
   if (g_child > 0) kill(g_child, signal);
 }
 
-// ParseTimeout: decimal digits up to 4294967295.
-bool ParseTimeout(const char* text, uint32_t& timeout) {
-  if (*text == 0) return false;
-  uint64_t value = 0;
-  for (const char* c = text; *c != 0; ++c) {
-    if (*c < '0' || *c > '9') return false;
-    value = value * 10 + static_cast<uint64_t>(*c - '0');
-    if (value > 0xFFFFFFFFu) return false;
-  }
-  timeout = static_cast<uint32_t>(value);
-  return true;
-}
-
 // DescribeOpenFailure: why the mutex file could not be opened, naming the place at fault when
 // the refusal came from what is on disk.
 std::string DescribeOpenFailure(const char* name, int error) {
@@ -161,7 +148,7 @@ int Run(int argc, char** argv) {
     }
     if (strcmp(arg, "--timeout") == 0) {
       if (i + 1 >= argc || strcmp(argv[i + 1], "--") == 0) return UsageError(kSub, "--timeout needs a value");
-      if (!ParseTimeout(argv[++i], timeout))
+      if (!ParseUInt32(argv[++i], timeout))
         return UsageError(kSub, "invalid timeout '%s' (milliseconds, 0 to 4294967295)", argv[i]);
     } else if (arg[0] == '-' && arg[1] != 0) {
       return UsageError(kSub, "unknown option '%s'", arg);

@@ -228,7 +228,7 @@ void OverflowTheCount() {
 TEST(ArrayDeathTest, ACountPast32BitsEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(OverflowTheCount(),
-               "\"message\":\"Array overflow detected\".*\"length1\":\"1\",\"length2\":\"4294967295\","
+               "\"message\":\"Array overflow detected\".*\"length1\":1,\"length2\":4294967295,"
                "\"id\":\"ORVGUI-00801\".*UInt32 overflow");
 }
 
@@ -243,7 +243,7 @@ void FailToAllocate() {
 TEST(ArrayDeathTest, ABodyThatCannotBeAllocatedEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(FailToAllocate(),
-               "\"message\":\"Array allocation failed\".*\"size_bytes\":\"1600000024\",\"length\":\"200000000\","
+               "\"message\":\"Array allocation failed\".*\"size_bytes\":1600000024,\"length\":200000000,"
                "\"id\":\"ORVGUI-00800\".*Could not allocate array");
 }
 #endif
