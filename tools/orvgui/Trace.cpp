@@ -16,6 +16,8 @@
 #include <mutex>
 #include <string>
 
+#include "base/data/Json.h"
+#include "base/text/Utf.h"
 #include "tools/orvgui/Command.h"
 #include "trace/Trace.h"
 #include "trace/TraceServer.h"
@@ -159,26 +161,17 @@ long ProcessField(const std::string& text, uint32_t state) {
   return end != text.c_str() + at + 3 && (*end == '|' || *end == ':') ? pid : -1;
 }
 
+// JsonText: the line as a JSON string with its quotes; a line that is not UTF-8 (any process
+// may write any bytes) has its stray bytes shown as '?'.
 std::string JsonText(const std::string& text) {
-  std::string out;
-  for (unsigned char c : text) {
-    switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      default:
-        if (c < 0x20) {
-          char escape[8];
-          snprintf(escape, sizeof escape, "\\u%04x", c);
-          out += escape;
-        } else {
-          out += static_cast<char>(c);
-        }
-    }
-  }
-  return out;
+  using OrvGuiBase::AnsiStr;
+  using OrvGuiBase::AnsiStrBuilder;
+  const AnsiStr line = OrvGuiBase::EnsureUTF8(AnsiStr(text.c_str(), static_cast<uint32_t>(text.size())), '?');
+  AnsiStrBuilder builder;
+  AnsiStr error;
+  if (!OrvGuiBase::QuoteEscapeJSON(line, builder, error)) return "\"\"";
+  const AnsiStr quoted = builder.Detach();
+  return std::string(quoted.GetStr(), quoted.GetLength());
 }
 
 struct ViewerOptions {
@@ -201,7 +194,7 @@ std::string Format(const ReceivedLine& line, bool json, bool colour) {
            static_cast<long>(line.received.tv_usec / 1000));
   if (json)
     return std::string("{\"time\":\"") + stamp + "\",\"state\":" + std::to_string(line.state) + ",\"kind\":\"" +
-           KindOf(line.state) + "\",\"text\":\"" + JsonText(line.text) + "\"}\n";
+           KindOf(line.state) + "\",\"text\":" + JsonText(line.text) + "}\n";
   if (!colour || line.state == 0x6001 || line.text.size() < 2) return std::string(stamp) + " " + line.text + "\n";
   static const char* const kColours[] = {"", "\033[1;31m", "\033[1;37m", "\033[36m", "\033[35m", "\033[32m", "\033[34m"};
   return std::string(stamp) + " " + kColours[line.state >> 12] + line.text.substr(0, 2) + "\033[0m" +
