@@ -244,7 +244,7 @@ struct Inflater::State {
 
   bool StoredBlock() {
     AlignToByte();
-    uint8_t header[4];
+    uint8_t header[4] = {};
     if (!ReadBytes(header, 4)) return false;
     const uint32_t length = header[0] | header[1] << 8;
     if (static_cast<uint32_t>(header[2] | header[3] << 8) != (length ^ 0xFFFF)) return SetCodecError(kCodec, "invalid stored block lengths");
