@@ -36,7 +36,8 @@ void PrintToolHelp() {
       "\n"
       "Run 'orvgui <command> --help' for a command's options and output.\n"
       "Every command writes errors as 'orvgui <command>: <message>' on standard error and exits\n"
-      "with 0 on success, 1 on failure and 2 on a usage error.\n");
+      "with 0 on success, 1 on failure and 2 on a usage error ('orvgui mutex' passes on the\n"
+      "command's status, 'orvgui regsvr' adds 3 to 5: see their help).\n");
 }
 }  // namespace
 
