@@ -9,7 +9,8 @@ FUZZ_SECONDS ?= 20
 # tests); `make deps` installs the missing ones (as root).
 DEPS := cmake ninja-build g++ make pkg-config ccache clang-14 libclang-rt-14-dev \
         libgtest-dev libgmock-dev libbenchmark-dev valgrind util-linux \
-        libmimalloc-dev libjemalloc2 libtcmalloc-minimal4 libfmt-dev libicu-dev libutfcpp-dev
+        libmimalloc-dev libjemalloc2 libtcmalloc-minimal4 libfmt-dev libicu-dev libutfcpp-dev \
+        libkrb5-dev krb5-kdc krb5-admin-server
 
 CTEST := ctest --output-on-failure -j $(JOBS)
 
