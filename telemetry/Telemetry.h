@@ -13,7 +13,8 @@
 // IsTelemetryDelivered). Counters count while their module is switched on, sink or not.
 //
 // The sink is called on the reporting thread, so it must be quick and must not take the
-// library's locks; once APMSetEventSink has returned the previous sink is never called again.
+// library's locks nor call APMSetEventSink or APMSetModuleActive (both wait for running sink
+// calls); once APMSetEventSink has returned the previous sink is never called again.
 // Nothing here changes the caller's last error. Registration callbacks let components prepare
 // their telemetry for the kind of application that hosts them (a server switches other areas
 // on than a desktop program): a component registers for an application type, and the host

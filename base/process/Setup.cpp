@@ -152,6 +152,21 @@ void TakeDefaults(Layers& layers) {
   const unsigned digits = fractions != nullptr ? static_cast<unsigned char>(*fractions) : 2u;
   d.fractions = digits <= 15 ? static_cast<int>(digits) : 2;
   if (current != static_cast<locale_t>(nullptr)) freelocale(current);
+  // Symbols that are valid one by one may clash (a locale whose radix and thousands characters
+  // are equal): then the whole set is the "C" locale's, so the defaults alone are always valid.
+  NumberSymbols check = kDefaultSymbols;
+  check.fractions = static_cast<unsigned>(d.fractions);
+  strcpy(check.positiveSign, d.positiveSign);
+  strcpy(check.negativeSign, d.negativeSign);
+  strcpy(check.comma, d.comma);
+  strcpy(check.thousand, d.thousand);
+  if (!IsValidSet(check)) {
+    strcpy(d.positiveSign, kDefaultSymbols.positiveSign);
+    strcpy(d.negativeSign, kDefaultSymbols.negativeSign);
+    strcpy(d.comma, kDefaultSymbols.comma);
+    strcpy(d.thousand, kDefaultSymbols.thousand);
+    d.fractions = static_cast<int>(kDefaultSymbols.fractions);
+  }
 
   tzset();
   const time_t now = time(nullptr);
@@ -256,7 +271,7 @@ void EnsureDefaults() {
   const int saved = errno;
   Layers* layers = LayersLocked();
   if (layers == nullptr || !ApplyLocked(*layers)) {
-    // No memory, or a locale whose symbols clash: the "C" values, so readers always get some.
+    // No memory: the "C" values and no bias, so readers always get some.
     g_current.store(&kDefaultSymbols, std::memory_order_release);
     g_defaultsReady.store(true, std::memory_order_release);
   }

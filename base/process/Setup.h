@@ -12,10 +12,13 @@
 //      finds in the installation's settings (a field it leaves unset passes to the defaults);
 //   3. the defaults: the process's locale (LC_NUMERIC radix and thousands characters,
 //      LC_MONETARY signs and fraction digits; an empty sign reads "+" or "-", fraction digits
-//      the locale leaves open read 2) and time zone (TZ, else the system's), taken when first
-//      needed and again on RefreshDefaults; the temporary directory is TMPDIR when set and not
-//      empty, else "/tmp". A locale symbol that is no valid setup symbol gives the "C" locale's.
-// A program that never calls setlocale runs in the "C" locale: ".", no grouping, "+", "-", 2.
+//      the locale leaves open read 2) and time zone (TZ, else the system's), taken when the
+//      library is loaded and again on RefreshDefaults; the temporary directory is TMPDIR when
+//      set and not empty, else "/tmp". A locale symbol that is no valid setup symbol, or a set
+//      of symbols that clash, gives the "C" locale's.
+// At load time every process is still in the "C" locale (".", no grouping, "+", "-", 2); a
+// program that chooses its locale with setlocale and wants it as the default calls
+// RefreshDefaults afterwards.
 //
 // The number symbols are read on every number conversion, so reads take no lock: the values
 // live in an immutable snapshot that a change replaces as a whole (one atomic pointer). A

@@ -7,15 +7,22 @@
 //     lookup <name>: <value>            for each name in PROBE_LOOKUP (comma-separated),
 //                                       the value GetCmdLineOption gives (fallback "<none>")
 //     expand: <ExpandPlaceholders(PROBE_EXPAND)> when PROBE_EXPAND is set
+//     symbols: <+> <-> <comma> [<thousand>] <fractions>   when PROBE_SYMBOLS is set
+// With PROBE_SETLOCALE set the probe first calls setlocale(LC_ALL, ""), with PROBE_REFRESH
+// then Setup::RefreshDefaults().
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "base/process/CommandLine.h"
 #include "base/process/Environment.h"
+#include "base/process/Setup.h"
 
 int main() {
   using namespace OrvGuiBase;
+  if (getenv("PROBE_SETLOCALE") != nullptr && setlocale(LC_ALL, "") == nullptr) return 3;
+  if (getenv("PROBE_REFRESH") != nullptr && !Setup::RefreshDefaults()) return 4;
   printf("line: %s\n", GetCmdLine().GetStr());
   const CommandLineOptions& options = GetCmdLineOptions();
   for (unsigned i = 0; i < options.GetOptionCount(); ++i)
@@ -33,5 +40,9 @@ int main() {
     }
   }
   if (const char* text = getenv("PROBE_EXPAND")) printf("expand: %s\n", ExpandPlaceholders(text).GetStr());
+  if (getenv("PROBE_SYMBOLS") != nullptr) {
+    const NumberSymbols& s = Setup::GetNumberSymbols();
+    printf("symbols: %s %s %s [%s] %u\n", s.positiveSign, s.negativeSign, s.comma, s.thousand, s.fractions);
+  }
   return 0;
 }

@@ -13,6 +13,7 @@
 
 #include "base/core/CriticalSection.h"
 #include "base/fs/DiskFile.h"
+#include "helpers/LockContention.h"
 #include "telemetry/Telemetry.h"
 
 namespace OrvGuiTelemetry {
@@ -72,31 +73,13 @@ void FileWork(const std::string& path) {
   ASSERT_TRUE(file.Close());
 }
 
-// Contend: one real wait on a lock that another thread holds.
-void Contend(CriticalSection& lock) {
-  std::atomic<bool> held{false}, release{false};
-  std::thread holder([&] {
-    CriticalSectionContext hold(lock, "holder");
-    held = true;
-    while (!release) std::this_thread::yield();
-  });
-  while (!held) std::this_thread::yield();
-  std::thread releaser([&] {
-    usleep(20000);
-    release = true;
-  });
-  { CriticalSectionContext wait(lock, "waiter"); }
-  holder.join();
-  releaser.join();
-}
-
 TEST(Telemetry, FileCallsAndContentionReachAnInstalledSink) {
   const std::string path = TempPath();
   Recorder recorder;
   APMSetModuleActive(APM_MODULE_ORVGUI, 1);
   FileWork(path);
   CriticalSection lock("TelemetryTestLock");
-  Contend(lock);
+  ContendOnce(lock, "waiter");
   const std::vector<Seen> seen = recorder.Take();
   unlink(path.c_str());
 
@@ -132,7 +115,7 @@ TEST(Telemetry, NothingFlowsWhileOffOrWithoutASink) {
     Recorder recorder;  // a sink, but the module is off
     EXPECT_FALSE(APMIsModuleActive(APM_MODULE_ORVGUI));
     FileWork(path);
-    Contend(lock);
+    ContendOnce(lock, "waiter");
     APMEventParam(APM_MODULE_ORVGUI, 1, 1, 0);
     EXPECT_TRUE(recorder.Take().empty());
   }
@@ -143,7 +126,7 @@ TEST(Telemetry, NothingFlowsWhileOffOrWithoutASink) {
     EXPECT_FALSE(APMIsModuleActive(APM_MODULE_ORVGUI));
     EXPECT_FALSE(GetLibraryTelemetryModule().IsActive());
     FileWork(path);
-    Contend(lock);
+    ContendOnce(lock, "waiter");
     APMSetEventSink(&Recorder::Sink, &recorder);  // installed afterwards: nothing was kept
     EXPECT_TRUE(APMIsModuleActive(APM_MODULE_ORVGUI));
     EXPECT_TRUE(recorder.Take().empty());

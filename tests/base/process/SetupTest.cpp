@@ -1,9 +1,11 @@
 // Tests of the precedence of setup values: host over registry layer over the defaults.
 #include <gtest/gtest.h>
-#include <langinfo.h>
+#include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "TestProcess.h"
 #include "base/process/Environment.h"
@@ -132,6 +134,43 @@ TEST(SetupDefaults, TimeZoneOfTheProcess) {
     EXPECT_NE(result.out.find(std::string("time zone bias set: no\n")), std::string::npos) << row.tz;
     EXPECT_NE(result.out.find(std::string("standard bias: ") + row.standard + "\n"), std::string::npos) << row.tz;
   }
+}
+
+// The defaults come from the process's locale: a German locale compiled into a temporary
+// directory (LOCPATH) for a child that chooses it with setlocale.
+TEST(SetupDefaults, LocaleOfTheProcess) {
+  if (access("/usr/bin/localedef", X_OK) != 0 || access("/usr/share/i18n/locales/de_DE", R_OK) != 0)
+    GTEST_SKIP() << "no localedef or locale sources to build a test locale from";
+  char pattern[] = "/tmp/orvgui-locale-XXXXXX";
+  ASSERT_NE(mkdtemp(pattern), nullptr);
+  const std::string dir = pattern;
+  const ProcessResult built =
+      RunProcess({"/usr/bin/localedef", "-i", "de_DE", "-f", "UTF-8", dir + "/de_DE.UTF-8"}, {}, 120);
+  const struct {
+    std::vector<std::string> env;
+    const char* expected;
+    const char* why;
+  } kRows[] = {
+      {{"PROBE_SETLOCALE=1", "PROBE_REFRESH=1", "LC_ALL=de_DE.UTF-8"}, "symbols: + - , [.] 2\n",
+       "the German locale, refreshed"},
+      {{"PROBE_SETLOCALE=1", "LC_ALL=de_DE.UTF-8"}, "symbols: + - . [] 2\n", "taken at load, before setlocale"},
+      {{"PROBE_REFRESH=1", "LC_ALL=de_DE.UTF-8"}, "symbols: + - . [] 2\n", "no setlocale: the C locale"},
+      {{"PROBE_SETLOCALE=1", "PROBE_REFRESH=1", "LC_ALL=C"}, "symbols: + - . [] 2\n", "the C locale chosen"},
+  };
+  if (built.status == 0 || access((dir + "/de_DE.UTF-8/LC_NUMERIC").c_str(), R_OK) == 0) {
+    for (const auto& row : kRows) {
+      std::vector<std::string> env = row.env;
+      env.push_back("LOCPATH=" + dir);
+      env.push_back("PROBE_SYMBOLS=1");
+      const ProcessResult result = RunProcess({ORVGUI_TEST_PROCESS_PROBE}, env);
+      EXPECT_EQ(result.status, 0) << row.why;
+      EXPECT_NE(result.out.find(row.expected), std::string::npos) << row.why << "\n" << result.out;
+    }
+  } else {
+    ADD_FAILURE() << "localedef failed: " << built.err;
+  }
+  std::error_code ignored;
+  std::filesystem::remove_all(dir, ignored);
 }
 
 }  // namespace
