@@ -29,7 +29,7 @@ namespace OrvGuiBase {
 
 class ORVGUI_API KerberosContext {
  public:
-  enum Role { kInitiator = 1, kAcceptor = 2 };
+  enum Role : int { kInitiator = 1, kAcceptor = 2 };
 
   KerberosContext() = default;
   ~KerberosContext();  // deletes the context and releases the credentials
