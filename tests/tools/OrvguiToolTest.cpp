@@ -92,7 +92,7 @@ TEST(OrvguiTool, InfoShowsSetupSystemAndTelemetry) {
   for (const auto& row : kRows) EXPECT_EQ(LineWith(result.out, row.key), row.value) << row.key;
   EXPECT_GT(std::stoull(LineWith(result.out, "memory total: ")), 0u);
   EXPECT_GT(std::stoull(LineWith(result.out, "uptime: ")), 0u);
-  EXPECT_LT(result.out.find("threshold unknown: "), result.out.find("user: ")) << "new keys come after the old ones";
+  EXPECT_LT(result.out.find("threshold unknown: "), result.out.find("\nuser: ")) << "new keys come after the old ones";
 
   const ProcessResult none = Orvgui({"info"}, {"ORVGUI_TELEMETRY="});
   EXPECT_EQ(LineWith(none.out, "telemetry modules: "), "none");
