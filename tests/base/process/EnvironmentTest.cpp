@@ -20,11 +20,17 @@ class PlaceholderTest : public ::testing::Test {
     ASSERT_TRUE(SetEnv("ORVGUI_PH_A", "alpha"));
     ASSERT_TRUE(SetEnv("ORVGUI_PH_EMPTY", ""));
     ASSERT_TRUE(SetEnv("ORVGUI_PH_SELF", "<~PID~>"));
+    m_userWasSet = IsEnvSet("USER");
+    m_user = GetEnv("USER");
     ASSERT_TRUE(SetEnv("USER", "not-the-account"));
   }
   void TearDown() override {
     for (const char* name : {"ORVGUI_PH_A", "ORVGUI_PH_EMPTY", "ORVGUI_PH_SELF"}) UnsetEnv(name);
+    if (m_userWasSet) SetEnv("USER", m_user.GetStr());
+    else UnsetEnv("USER");
   }
+  bool m_userWasSet = false;
+  AnsiStr m_user;
 };
 
 TEST_F(PlaceholderTest, ExpandsTheTableAndTheEnvironment) {
