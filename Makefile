@@ -6,13 +6,15 @@ JOBS   ?= $(shell nproc 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 20
 
 # Debian packages the build and the tests need (util-linux: flock(1), a peer in the named-mutex
-# tests); `make deps` installs the missing ones (as root).
+# tests; libkrb5-dev: GSS-API for the library; krb5-kdc, krb5-admin-server: the KDC that the
+# Kerberos tests set up on loopback); `make deps` installs the missing ones (as root).
 DEPS := cmake ninja-build g++ make pkg-config ccache clang-14 libclang-rt-14-dev \
         libgtest-dev libgmock-dev libbenchmark-dev valgrind util-linux \
         libmimalloc-dev libjemalloc2 libtcmalloc-minimal4 libfmt-dev libicu-dev libutfcpp-dev \
         unrtf pandoc \
         zlib1g-dev libbz2-dev \
-        jq rapidjson-dev nlohmann-json3-dev libsimdjson-dev
+        jq rapidjson-dev nlohmann-json3-dev libsimdjson-dev \
+        libkrb5-dev krb5-kdc krb5-admin-server
 
 CTEST := ctest --output-on-failure -j $(JOBS)
 

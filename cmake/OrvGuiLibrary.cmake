@@ -25,7 +25,11 @@ target_include_directories(orvgui
          $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
          $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/orvgui>
   PRIVATE ${PROJECT_SOURCE_DIR}/base/include)
-target_link_libraries(orvgui PUBLIC Threads::Threads PRIVATE ${CMAKE_DL_LIBS})
+# Kerberos authentication goes through GSS-API (MIT krb5: libgssapi_krb5, libkrb5).
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(ORVGUI_KRB5 REQUIRED krb5-gssapi krb5)
+target_include_directories(orvgui SYSTEM PRIVATE ${ORVGUI_KRB5_INCLUDE_DIRS})
+target_link_libraries(orvgui PUBLIC Threads::Threads PRIVATE ${CMAKE_DL_LIBS} ${ORVGUI_KRB5_LINK_LIBRARIES})
 # Every symbol must resolve at link time; clang's sanitizer runtimes are linked into the
 # executable, not the library, so a sanitized clang build leaves them to the program.
 if(NOT (ORVGUI_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))

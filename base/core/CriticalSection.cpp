@@ -11,7 +11,7 @@ namespace OrvGuiBase {
 
 void ReportLockContention(const char* lockName, const char* site, int phase) {
   if (phase == 1) errno = EBUSY;  // the failed try is the caller's last error
-  if (APMIsModuleActive(APM_MODULE_ORVGUI))
+  if (IsTelemetryDelivered(APM_MODULE_ORVGUI))
     APMEventParam(APM_MODULE_ORVGUI, APM_EVENT_LOCK_CONTENTION, phase, 2u,
                   lockName != nullptr ? lockName : "", site != nullptr ? site : "");
 }

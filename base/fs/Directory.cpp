@@ -13,6 +13,7 @@
 #include "base/fs/File.h"
 #include "base/fs/FileIterator.h"
 #include "base/process/Environment.h"
+#include "base/process/Setup.h"
 #include "private/fs/UniqueName.h"
 #include "private/system/Sys.h"
 
@@ -48,11 +49,6 @@ AnsiStr FromEnvOrHome(const char* variable, const char* tail) {
   return path.IsEmpty() ? BelowHome(tail) : path;
 }
 
-AnsiStr TempDirectory() {
-  AnsiStr path = GetEnv("TMPDIR");
-  return path.IsEmpty() ? AnsiStr("/tmp") : path;
-}
-
 AnsiStr ProgramDirectory() {
   std::string target;
   if (!Sys::ReadLink("/proc/self/exe", target)) return AnsiStr();
@@ -78,7 +74,7 @@ Directory::Directory(const Directory& parent, const AnsiStr& tail) : DirectoryEn
 
 Directory::Directory(DirectoryType type) {
   switch (type) {
-    case kTemp: m_path = TempDirectory(); break;
+    case kTemp: m_path = GetTempDirectory(); break;
     case kProgram: m_path = ProgramDirectory(); break;
     case kRoot: m_path = "/"; break;
     case kHome: m_path = HomeDirectory(); break;

@@ -28,7 +28,7 @@ class ORVGUI_API Directory : public DirectoryEntry {
   // kDownloads) give an empty directory.
   enum DirectoryType : unsigned {
     kNone = 0,
-    kTemp = 1,          // TMPDIR, else /tmp
+    kTemp = 1,          // GetTempDirectory (host, registry, TMPDIR, /tmp)
     kProgram = 2,       // the directory of the running executable
     kRoot = 3,          // "/"
     kHome = 4,          // the effective user's home directory (password database)

@@ -102,7 +102,7 @@ bool AcceptEntryType(unsigned char type, const char* path, bool directories) {
     return type == DT_REG || type == DT_LNK || type == DT_FIFO || type == DT_SOCK;
   }
   struct stat status;
-  const bool observed = APMIsModuleActive(APM_MODULE_ORVGUI) != 0;
+  const bool observed = IsTelemetryDelivered(APM_MODULE_ORVGUI);
   if (observed) APMEventParam(APM_MODULE_ORVGUI, APM_EVENT_FILE_STAT, 1, 1, path);
   const int rc = Sys::PathStatus(path, &status);
   if (observed) APMEventParam(APM_MODULE_ORVGUI, APM_EVENT_FILE_STAT, 2, 1, path);

@@ -1,25 +1,121 @@
-// CommandLine.cpp: /proc/self/cmdline, split at its NUL bytes.
+// CommandLine.cpp: /proc/self/cmdline split at its NUL bytes, and the option splitter.
 #include "base/process/CommandLine.h"
 
 #include <strings.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "base/core/LazyStatic.h"
+#include "base/text/Quoting.h"
 #include "private/system/Sys.h"
 
 namespace OrvGuiBase {
 
 namespace {
 
-struct CommandLine {
+enum class TokenKind { Argument, Option, EndOfOptions };
+
+// Classify: what a token is; for an option, its name and inline value.
+TokenKind Classify(const AnsiStr& token, AnsiStr& name, AnsiStr& value, bool& inlineValue) {
+  const char* text = token.GetStr();
+  const uint32_t length = token.GetLength();
+  if (length == 2 && text[0] == '-' && text[1] == '-') return TokenKind::EndOfOptions;
+  if (length < 2) return TokenKind::Argument;  // "", "-", "/" and single characters
+  uint32_t skip = 0;
+  if (text[0] == '-') {
+    skip = text[1] == '-' ? 2 : 1;
+    // A negative number is a value, not an option.
+    if (skip == 1 && ((text[1] >= '0' && text[1] <= '9') || text[1] == '.')) return TokenKind::Argument;
+  } else if (text[0] == '/') {
+    skip = 1;
+  } else {
+    return TokenKind::Argument;
+  }
+  const char* start = text + skip;
+  const char* equals = static_cast<const char*>(memchr(start, '=', length - skip));
+  const uint32_t nameLength = static_cast<uint32_t>(equals != nullptr ? equals - start : length - skip);
+  if (nameLength == 0) return TokenKind::Argument;
+  if (text[0] == '/' && memchr(start, '/', nameLength) != nullptr) return TokenKind::Argument;  // a path
+  name = AnsiStr(start, nameLength);
+  inlineValue = equals != nullptr;
+  value = inlineValue ? AnsiStr(equals + 1, static_cast<uint32_t>(text + length - equals - 1)) : AnsiStr();
+  return TokenKind::Option;
+}
+
+}  // namespace
+
+CommandLineOptions::CommandLineOptions(const std::vector<AnsiStr>& args, unsigned first) {
+  bool optionsEnded = false;
+  for (size_t i = first; i < args.size(); ++i) {
+    AnsiStr name, value;
+    bool inlineValue = false;
+    const TokenKind kind = optionsEnded ? TokenKind::Argument : Classify(args[i], name, value, inlineValue);
+    if (kind == TokenKind::EndOfOptions) {
+      optionsEnded = true;
+    } else if (kind == TokenKind::Argument) {
+      m_arguments.push_back(args[i]);
+    } else {
+      if (!inlineValue && i + 1 < args.size()) {
+        AnsiStr nextName, nextValue;
+        bool nextInline = false;
+        if (Classify(args[i + 1], nextName, nextValue, nextInline) == TokenKind::Argument) value = args[++i];
+      }
+      m_options.push_back({name, value});
+    }
+  }
+}
+
+AnsiStr CommandLineOptions::GetOptionName(unsigned i) const {
+  return i < m_options.size() ? m_options[i].name : AnsiStr();
+}
+AnsiStr CommandLineOptions::GetOptionValue(unsigned i) const {
+  return i < m_options.size() ? m_options[i].value : AnsiStr();
+}
+AnsiStr CommandLineOptions::GetArgument(unsigned i) const {
+  return i < m_arguments.size() ? m_arguments[i] : AnsiStr();
+}
+
+const CommandLineOptions::Option* CommandLineOptions::Find(const char* name) const {
+  if (name == nullptr) return nullptr;
+  for (size_t i = m_options.size(); i-- > 0;)
+    if (strcasecmp(m_options[i].name.GetStr(), name) == 0) return &m_options[i];
+  return nullptr;
+}
+
+bool CommandLineOptions::HasOption(const char* name) const { return Find(name) != nullptr; }
+
+AnsiStr CommandLineOptions::GetOption(const char* name, const char* fallback) const {
+  const Option* option = Find(name);
+  return option != nullptr ? option->value : AnsiStr(fallback);
+}
+
+long long CommandLineOptions::GetOptionInt(const char* name, long long fallback) const {
+  const Option* option = Find(name);
+  if (option == nullptr) return fallback;
+  const char* text = option->value.GetStr();
+  const char* digits = text + (text[0] == '+' || text[0] == '-' ? 1 : 0);
+  if (*digits < '0' || *digits > '9') return fallback;
+  const int saved = errno;
+  errno = 0;
+  char* end = nullptr;
+  const long long number = strtoll(text, &end, 10);
+  const bool overflow = errno == ERANGE;
+  errno = saved;
+  return overflow || *end != '\0' ? fallback : number;
+}
+
+namespace {
+
+struct ProcessCommandLine {
   std::vector<AnsiStr> args;
   AnsiStr line;
+  CommandLineOptions options;
 
-  CommandLine() {
+  ProcessCommandLine() {
     const int saved = errno;
     std::string raw;
     if (Sys::ReadFile("/proc/self/cmdline", raw)) {
@@ -27,70 +123,52 @@ struct CommandLine {
       while (start < raw.size()) {
         size_t end = raw.find('\0', start);
         if (end == std::string::npos) end = raw.size();
-        args.emplace_back(raw.data() + start, end - start);
+        args.emplace_back(raw.data() + start, static_cast<uint32_t>(end - start));
         start = end + 1;
       }
     }
     for (size_t i = 0; i < args.size(); ++i) {
       if (i != 0) line += ' ';
       const AnsiStr& arg = args[i];
-      const bool quote = arg.IsEmpty() || std::string(arg.GetStr()).find_first_of(" \t") != std::string::npos;
-      if (quote) line += '"';
-      line += arg;
-      if (quote) line += '"';
+      const bool quote = arg.IsEmpty() || strpbrk(arg.GetStr(), " \t\n\v\f\r\"") != nullptr;
+      line += quote ? ExtendedQuote(arg) : arg;
     }
+    options = CommandLineOptions(args, 1);
     errno = saved;
   }
 };
 
-constinit LazyStatic<CommandLine> g_commandLine;
+constinit LazyStatic<ProcessCommandLine> g_commandLine;
 
 }  // namespace
 
 AnsiStr GetCmdLine() {
-  const CommandLine* commandLine = g_commandLine.Get();
+  const ProcessCommandLine* commandLine = g_commandLine.Get();
   return commandLine != nullptr ? commandLine->line : AnsiStr();
 }
 
 unsigned GetCmdLineArgCount() {
-  const CommandLine* commandLine = g_commandLine.Get();
+  const ProcessCommandLine* commandLine = g_commandLine.Get();
   return commandLine != nullptr ? static_cast<unsigned>(commandLine->args.size()) : 0u;
 }
 
 AnsiStr GetCmdLineArg(unsigned i) {
-  const CommandLine* commandLine = g_commandLine.Get();
+  const ProcessCommandLine* commandLine = g_commandLine.Get();
   return commandLine != nullptr && i < commandLine->args.size() ? commandLine->args[i] : AnsiStr();
 }
 
-namespace {
-// The option name of an argument ("-name", "--name=v", "/name"), with its inline value if any.
-bool SplitOption(const char* arg, std::string& name, std::string& value, bool& inlineValue) {
-  if (arg[0] == '-') arg += arg[1] == '-' ? 2 : 1;
-  else if (arg[0] == '/') arg += 1;
-  else return false;
-  const char* equals = strchr(arg, '=');
-  inlineValue = equals != nullptr;
-  name.assign(arg, equals != nullptr ? static_cast<size_t>(equals - arg) : strlen(arg));
-  value = equals != nullptr ? equals + 1 : "";
-  return !name.empty();
+const CommandLineOptions& GetCmdLineOptions() {
+  static const CommandLineOptions kNone;
+  const ProcessCommandLine* commandLine = g_commandLine.Get();
+  return commandLine != nullptr ? commandLine->options : kNone;
 }
-}  // namespace
 
 AnsiStr GetCmdLineOption(const char* name, const char* fallback) {
-  const CommandLine* commandLine = g_commandLine.Get();
-  if (commandLine == nullptr || name == nullptr) return AnsiStr(fallback);
-  const std::vector<AnsiStr>& args = commandLine->args;
-  for (size_t i = 1; i < args.size(); ++i) {
-    std::string option, value;
-    bool inlineValue = false;
-    if (!SplitOption(args[i].GetStr(), option, value, inlineValue) || strcasecmp(option.c_str(), name) != 0) continue;
-    if (inlineValue) return AnsiStr(value.data(), value.size());
-    std::string next, nextValue;
-    bool nextInline = false;
-    if (i + 1 < args.size() && !SplitOption(args[i + 1].GetStr(), next, nextValue, nextInline)) return args[i + 1];
-    return AnsiStr("");
-  }
-  return AnsiStr(fallback);
+  return GetCmdLineOptions().GetOption(name, fallback);
+}
+
+long long GetCmdLineOptionInt(const char* name, long long fallback) {
+  return GetCmdLineOptions().GetOptionInt(name, fallback);
 }
 
 }  // namespace OrvGuiBase

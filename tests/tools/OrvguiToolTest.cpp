@@ -1,6 +1,8 @@
 // Tests of the orvgui tool's contracts: help, version, errors, exit codes, info, demo, and the
 // environment that the library reads at load.
 #include <gtest/gtest.h>
+#include <sys/utsname.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -63,6 +65,40 @@ TEST(OrvguiTool, InfoReportsWhatTheEnvironmentSelects) {
   const ProcessResult defaults = Orvgui({"info"}, {"KRS_REGISTRY=", "KRS_USER="});
   EXPECT_EQ(LineWith(defaults.out, "registry root: "), "/etc/quelvarn/settings") << "empty means unset";
   EXPECT_NE(LineWith(defaults.out, "registry user: "), "");
+}
+
+TEST(OrvguiTool, InfoShowsSetupSystemAndTelemetry) {
+  const ProcessResult result = Orvgui({"info"}, {"TZ=EST5", "TMPDIR=/var/tmp", "ORVGUI_TELEMETRY=HTTP, orvgui"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const struct {
+    const char* key;
+    std::string value;
+  } kRows[] = {
+      {"positive sign: ", "+"}, {"negative sign: ", "-"}, {"decimal separator: ", "."},
+      {"thousands separator: ", ""}, {"fractions: ", "2"}, {"time zone bias: ", "300"},
+      {"time zone bias set: ", "no"}, {"standard bias: ", "300"}, {"daylight bias: ", "300"},
+      {"temp directory: ", "/var/tmp"}, {"telemetry modules: ", "http orvgui"}, {"telemetry sink: ", "no"},
+      {"kernel: ", [] {
+         utsname names{};
+         uname(&names);
+         return std::string(names.release);
+       }()},
+      {"host name: ", [] {
+         char host[256] = "";
+         gethostname(host, sizeof host);
+         return std::string(host);
+       }()},
+  };
+  for (const auto& row : kRows) EXPECT_EQ(LineWith(result.out, row.key), row.value) << row.key;
+  EXPECT_GT(std::stoull(LineWith(result.out, "memory total: ")), 0u);
+  EXPECT_GT(std::stoull(LineWith(result.out, "uptime: ")), 0u);
+  EXPECT_LT(result.out.find("threshold unknown: "), result.out.find("\nuser: ")) << "new keys come after the old ones";
+
+  const ProcessResult none = Orvgui({"info"}, {"ORVGUI_TELEMETRY="});
+  EXPECT_EQ(LineWith(none.out, "telemetry modules: "), "none");
+  const ProcessResult bad = Orvgui({"info"}, {"ORVGUI_TELEMETRY=os,web"});
+  EXPECT_EQ(bad.status, 1);
+  EXPECT_EQ(bad.err, "orvgui info: unknown telemetry module in ORVGUI_TELEMETRY 'os,web'\n");
 }
 
 TEST(OrvguiTool, ParticleReplacementDisablesOnEveryValue) {

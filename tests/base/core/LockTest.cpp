@@ -14,6 +14,7 @@
 #include "base/core/TimingData.h"
 #include "telemetry/Telemetry.h"
 #include "helpers/EventLog.h"
+#include "helpers/LockContention.h"
 
 namespace OrvGuiBase {
 namespace {
@@ -82,22 +83,7 @@ TEST(CriticalSection, PlatformFunctionsOnABareMutex) {
 TEST(CriticalSection, ContentionIsReportedBeforeAndAfterTheWait) {
   CriticalSection lock("TestContention");
   TelemetryRecorder recorder;
-  std::atomic<bool> held{false}, release{false};
-  std::thread holder([&] {
-    CriticalSectionContext hold(lock, "holder");
-    held = true;
-    while (!release) std::this_thread::yield();
-  });
-  while (!held) std::this_thread::yield();
-  std::thread releaser([&] {
-    usleep(20000);
-    release = true;
-  });
-  {
-    CriticalSectionContext hold(lock, "waiter");  // the holder owns it: always contended
-  }
-  holder.join();
-  releaser.join();
+  ContendOnce(lock, "waiter");  // the holder owns it: always contended
   const auto events = recorder.Events();
   ASSERT_EQ(events.size(), 2u);
   for (int i = 0; i < 2; ++i) {

@@ -13,7 +13,7 @@ namespace OrvGuiBase {
 class FileCall {
  public:
   FileCall(const char* call, const char* path)
-      : m_call(call), m_path(path), m_observed(APMIsModuleActive(APM_MODULE_ORVGUI) != 0) {
+      : m_call(call), m_path(path), m_observed(IsTelemetryDelivered(APM_MODULE_ORVGUI)) {
     if (m_observed) APMEventParam(APM_MODULE_ORVGUI, APM_EVENT_FILE_CALL, 1, 2, m_call, m_path);
   }
   ~FileCall() {
