@@ -26,6 +26,7 @@
 #include "base/process/Setup.h"
 #include "base/process/SystemInfo.h"
 #include "base/registry/RegistryRoot.h"
+#include "base/registry/RegistrySetup.h"
 #include "base/time/Clock.h"
 
 namespace OrvGuiBase {
@@ -41,6 +42,7 @@ void RunBaseInitializer() {
   (void)GetRegLocalMachine();
   (void)GetRegUsers();
   (void)GetRegCurrentUser();
+  (void)LoadRegistrySetup();
   PrimeExceptionInformation();
   (void)GetHighResolutionClockFrequency();
   (void)Account::GetUserName();

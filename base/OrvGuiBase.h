@@ -65,6 +65,7 @@
 #include "base/registry/RegPath.h"
 #include "base/registry/Registry.h"
 #include "base/registry/RegistryRoot.h"
+#include "base/registry/RegistrySetup.h"
 #include "base/registry/RegistryText.h"
 #include "base/text/AnsiChar.h"
 #include "base/text/AnsiStr.h"

@@ -8,6 +8,7 @@
 
 #include "TestMutexDirectory.h"
 #include "TestProcess.h"
+#include "tools/ToolTestFiles.h"
 
 namespace {
 
@@ -99,6 +100,42 @@ TEST(OrvguiTool, InfoShowsSetupSystemAndTelemetry) {
   const ProcessResult bad = Orvgui({"info"}, {"ORVGUI_TELEMETRY=os,web"});
   EXPECT_EQ(bad.status, 1);
   EXPECT_EQ(bad.err, "orvgui info: unknown telemetry module in ORVGUI_TELEMETRY 'os,web'\n");
+}
+
+TEST(OrvguiTool, SetupValuesFromTheRegistrySitBetweenHostAndDefaults) {
+  ToolTest::TempDir root("orvgui-setup");
+  const std::string registry = "KRS_REGISTRY=" + (root / "");
+  // Values written with the tool itself, read back by the next process at load.
+  const struct {
+    const char* name;
+    const char* data;
+  } kValues[] = {{"Comma", ","}, {"Thousand", "."}, {"Fractions", "3"}, {"TimeZoneBias", "-60"},
+                 {"TempDirectory", "/var/tmp"}, {"NegativeSign", "minus-sign-too-long"}};
+  for (const auto& value : kValues) {
+    const ProcessResult added = Orvgui({"reg", "add", "HKLM\\Software\\Quelvarn\\Setup", "/v", value.name, "/d", value.data, "/f"}, {registry});
+    ASSERT_EQ(added.status, 0) << added.err;
+  }
+  ProcessResult info = Orvgui({"info"}, {registry, "TZ=UTC", "TMPDIR=/tmp"});
+  ASSERT_EQ(info.status, 0) << info.err;
+  EXPECT_EQ(LineWith(info.out, "decimal separator: "), ",");
+  EXPECT_EQ(LineWith(info.out, "thousands separator: "), ".");
+  EXPECT_EQ(LineWith(info.out, "fractions: "), "3");
+  EXPECT_EQ(LineWith(info.out, "time zone bias: "), "-60");
+  EXPECT_EQ(LineWith(info.out, "time zone bias set: "), "yes");
+  EXPECT_EQ(LineWith(info.out, "temp directory: "), "/var/tmp") << "the registry comes before TMPDIR";
+  EXPECT_EQ(LineWith(info.out, "negative sign: "), "-") << "a sign that cannot be one is left to the default";
+
+  // Symbols that clash refuse the whole layer: the defaults decide again.
+  ASSERT_EQ(Orvgui({"reg", "add", "HKLM\\Software\\Quelvarn\\Setup", "/v", "Thousand", "/d", ",", "/f"}, {registry}).status, 0);
+  info = Orvgui({"info"}, {registry, "TZ=UTC"});
+  EXPECT_EQ(LineWith(info.out, "decimal separator: "), ".");
+  EXPECT_EQ(LineWith(info.out, "fractions: "), "2");
+
+  // Without the key, nothing of it remains.
+  ASSERT_EQ(Orvgui({"reg", "delete", "HKLM\\Software\\Quelvarn\\Setup", "/f"}, {registry}).status, 0);
+  info = Orvgui({"info"}, {registry, "TZ=UTC", "TMPDIR=/tmp"});
+  EXPECT_EQ(LineWith(info.out, "temp directory: "), "/tmp");
+  EXPECT_EQ(LineWith(info.out, "time zone bias set: "), "no");
 }
 
 TEST(OrvguiTool, ParticleReplacementDisablesOnEveryValue) {
