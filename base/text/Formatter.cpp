@@ -282,16 +282,16 @@ size_t GuardedLength(const void* pointer, bool wide) {
 
 // ---- Rendering one directive -------------------------------------------------------------
 //
-// Every directive, from the table or from the one-pass path, is described by a Spec and goes
+// Every directive, from the table or from the one-pass path, is described by a Layout and goes
 // through RenderDirective. Integers, characters, narrow strings and finite reals are written
 // here, byte for byte as the runtime library's printf writes them in the "C" locale; the rest
 // (%p, wide characters and strings, '#' on reals, infinities and NaNs, very long precisions)
 // is rebuilt as a one-directive format and rendered by the runtime library under a crash
 // guard. Either way the piece is cut at its capacity.
 
-enum SpecFlag : uint8_t { kLeft = 1, kPlus = 2, kSpace = 4, kAlt = 8, kZero = 16 };
+enum LayoutFlag : uint8_t { kLeft = 1, kPlus = 2, kSpace = 4, kAlt = 8, kZero = 16 };
 
-struct Spec {
+struct Layout {
   uint8_t flags = 0;
   bool hasWidth = false;
   bool hasPrecision = false;
@@ -338,17 +338,17 @@ class Piece {
   size_t m_length = 0;
 };
 
-size_t PieceCapacity(const Spec& spec) { return spec.width > kMinPiece ? spec.width : kMinPiece; }
+size_t PieceCapacity(const Layout& layout) { return layout.width > kMinPiece ? layout.width : kMinPiece; }
 
 // Pad: the layout printf gives a converted value: blanks, the sign and prefix, zeros, the text,
 // blanks on the right for '-'.
-void Pad(Output& out, const Spec& spec, char sign, const char* prefix, size_t prefixLength, size_t zeros,
+void Pad(Output& out, const Layout& layout, char sign, const char* prefix, size_t prefixLength, size_t zeros,
          const char* text, size_t length, bool zeroPad) {
   const size_t body = (sign != 0 ? 1 : 0) + prefixLength + zeros + length;
-  const size_t pad = spec.width > body ? spec.width - body : 0;
-  const bool left = (spec.flags & kLeft) != 0;
+  const size_t pad = layout.width > body ? layout.width - body : 0;
+  const bool left = (layout.flags & kLeft) != 0;
   zeroPad = zeroPad && !left;
-  Piece piece(out, PieceCapacity(spec));
+  Piece piece(out, PieceCapacity(layout));
   if (!left && !zeroPad) piece.Fill(' ', pad);
   if (sign != 0) piece.Put(&sign, 1);
   piece.Put(prefix, prefixLength);
@@ -367,23 +367,23 @@ char* WriteOctal(char* end, uint64_t value) {
   return end;
 }
 
-void RenderInteger(Output& out, const Spec& spec, uint64_t value) {
-  const char conversion = spec.conversion;
-  const bool wide = spec.valueType == FmtValues::kInt64;
+void RenderInteger(Output& out, const Layout& layout, uint64_t value) {
+  const char conversion = layout.conversion;
+  const bool wide = layout.valueType == FmtValues::kInt64;
   bool negative = false;
   uint64_t magnitude;
   if (IsSigned(conversion)) {
     const int64_t v = wide ? static_cast<int64_t>(value)
-                           : spec.modifier == 'h' ? static_cast<int16_t>(value) : static_cast<int32_t>(value);
+                           : layout.modifier == 'h' ? static_cast<int16_t>(value) : static_cast<int32_t>(value);
     negative = v < 0;
     magnitude = negative ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v);
   } else {
-    magnitude = wide ? value : spec.modifier == 'h' ? static_cast<uint16_t>(value) : static_cast<uint32_t>(value);
+    magnitude = wide ? value : layout.modifier == 'h' ? static_cast<uint16_t>(value) : static_cast<uint32_t>(value);
   }
   char digits[24];
   char* end = digits + sizeof digits;
   char* start = end;
-  if (magnitude != 0 || !spec.hasPrecision || spec.precision != 0) {
+  if (magnitude != 0 || !layout.hasPrecision || layout.precision != 0) {
     switch (conversion) {
       case 'o': start = WriteOctal(end, magnitude); break;
       case 'x': case 'X': start = WriteHex(end, magnitude, conversion == 'X'); break;
@@ -391,86 +391,86 @@ void RenderInteger(Output& out, const Spec& spec, uint64_t value) {
     }
   }
   const size_t length = static_cast<size_t>(end - start);
-  size_t zeros = spec.hasPrecision && spec.precision > length ? spec.precision - length : 0;
-  if ((spec.flags & kAlt) && conversion == 'o' && zeros == 0 && (length == 0 || *start != '0')) zeros = 1;
+  size_t zeros = layout.hasPrecision && layout.precision > length ? layout.precision - length : 0;
+  if ((layout.flags & kAlt) && conversion == 'o' && zeros == 0 && (length == 0 || *start != '0')) zeros = 1;
   char sign = 0;
-  if (IsSigned(conversion)) sign = negative ? '-' : (spec.flags & kPlus) ? '+' : (spec.flags & kSpace) ? ' ' : 0;
-  const bool prefixed = (spec.flags & kAlt) && (conversion == 'x' || conversion == 'X') && magnitude != 0;
-  Pad(out, spec, sign, conversion == 'X' ? "0X" : "0x", prefixed ? 2 : 0, zeros, start, length,
-      (spec.flags & kZero) && !spec.hasPrecision);
+  if (IsSigned(conversion)) sign = negative ? '-' : (layout.flags & kPlus) ? '+' : (layout.flags & kSpace) ? ' ' : 0;
+  const bool prefixed = (layout.flags & kAlt) && (conversion == 'x' || conversion == 'X') && magnitude != 0;
+  Pad(out, layout, sign, conversion == 'X' ? "0X" : "0x", prefixed ? 2 : 0, zeros, start, length,
+      (layout.flags & kZero) && !layout.hasPrecision);
 }
 
 // RenderReal: a finite double in %f %e %E %g %G; false for what the runtime library must do.
 constexpr uint32_t kMaxRealPrecision = 200;
 
-bool RenderReal(Output& out, const Spec& spec, uint64_t bits) {
+bool RenderReal(Output& out, const Layout& layout, uint64_t bits) {
   double real;
   memcpy(&real, &bits, sizeof real);
-  if (!std::isfinite(real) || (spec.flags & kAlt) || spec.modifier == 'h') return false;
-  const uint32_t precision = spec.hasPrecision ? spec.precision : 6;
+  if (!std::isfinite(real) || (layout.flags & kAlt) || layout.modifier == 'h') return false;
+  const uint32_t precision = layout.hasPrecision ? layout.precision : 6;
   if (precision > kMaxRealPrecision) return false;
   std::chars_format style = std::chars_format::fixed;
-  if (spec.conversion == 'e' || spec.conversion == 'E') style = std::chars_format::scientific;
-  if (spec.conversion == 'g' || spec.conversion == 'G') style = std::chars_format::general;
+  if (layout.conversion == 'e' || layout.conversion == 'E') style = std::chars_format::scientific;
+  if (layout.conversion == 'g' || layout.conversion == 'G') style = std::chars_format::general;
   char text[kMaxRealPrecision + 330];  // the 309 digits of the largest double, the point, the fraction
   const std::to_chars_result result = std::to_chars(text, text + sizeof text, std::fabs(real), style, static_cast<int>(precision));
   if (result.ec != std::errc()) return false;
   const size_t length = static_cast<size_t>(result.ptr - text);
-  if (spec.conversion == 'E' || spec.conversion == 'G')
+  if (layout.conversion == 'E' || layout.conversion == 'G')
     for (size_t i = 0; i < length; ++i)
       if (text[i] == 'e') text[i] = 'E';
-  const char sign = std::signbit(real) ? '-' : (spec.flags & kPlus) ? '+' : (spec.flags & kSpace) ? ' ' : 0;
-  Pad(out, spec, sign, "", 0, 0, text, length, (spec.flags & kZero) != 0);
+  const char sign = std::signbit(real) ? '-' : (layout.flags & kPlus) ? '+' : (layout.flags & kSpace) ? ' ' : 0;
+  Pad(out, layout, sign, "", 0, 0, text, length, (layout.flags & kZero) != 0);
   return true;
 }
 
 // RenderString: a narrow %s, never cut; false when the text faults while it is measured.
-bool RenderString(Output& out, const Spec& spec, const char* text) {
+bool RenderString(Output& out, const Layout& layout, const char* text) {
   size_t length = 0;
-  if (!CallGuarded("FmtMeasure", [&] { length = spec.hasPrecision ? strnlen(text, spec.precision) : strlen(text); }))
+  if (!CallGuarded("FmtMeasure", [&] { length = layout.hasPrecision ? strnlen(text, layout.precision) : strlen(text); }))
     return false;
-  const size_t pad = spec.width > length ? spec.width - length : 0;
+  const size_t pad = layout.width > length ? layout.width - length : 0;
   Piece piece(out, length + pad > 0x7FFFFFF0u ? 0x7FFFFFF0u : length + pad);
-  if (!(spec.flags & kLeft)) piece.Fill(' ', pad);
+  if (!(layout.flags & kLeft)) piece.Fill(' ', pad);
   piece.Put(text, length);
-  if (spec.flags & kLeft) piece.Fill(' ', pad);
+  if (layout.flags & kLeft) piece.Fill(' ', pad);
   piece.Done();
   return true;
 }
 
-void RenderChar(Output& out, const Spec& spec, uint64_t value) {
+void RenderChar(Output& out, const Layout& layout, uint64_t value) {
   const char c = static_cast<char>(value);
-  const size_t pad = spec.width > 1 ? spec.width - 1 : 0;
-  Piece piece(out, PieceCapacity(spec));
-  if (!(spec.flags & kLeft)) piece.Fill(' ', pad);
+  const size_t pad = layout.width > 1 ? layout.width - 1 : 0;
+  Piece piece(out, PieceCapacity(layout));
+  if (!(layout.flags & kLeft)) piece.Fill(' ', pad);
   piece.Put(&c, 1);
-  if (spec.flags & kLeft) piece.Fill(' ', pad);
+  if (layout.flags & kLeft) piece.Fill(' ', pad);
   piece.Done(true);
 }
 
 // RenderBySystem: the directive rebuilt as a format of its own and rendered by the runtime
 // library in the "C" locale, under a crash guard.
-void RenderBySystem(Output& out, CLocaleScope& locale, const Spec& spec, uint64_t value) {
+void RenderBySystem(Output& out, CLocaleScope& locale, const Layout& layout, uint64_t value) {
   const void* pointer = reinterpret_cast<const void*>(static_cast<uintptr_t>(value));
-  const bool stringArgument = spec.conversion == 's' || spec.conversion == 'S';
+  const bool stringArgument = layout.conversion == 's' || layout.conversion == 'S';
   char format[64];
   char* f = format;
   *f++ = '%';
   for (const char flag : {'-', '+', ' ', '#', '0'})
-    if (spec.flags & FlagBit(flag)) *f++ = flag;
-  if (spec.hasWidth) f += snprintf(f, 12, "%u", spec.width);
-  if (spec.hasPrecision) f += snprintf(f, 13, ".%u", spec.precision);
-  if (spec.modifier == 'I') {
-    if (spec.iWidth == 32) *f++ = 'l';
-    else if (spec.iWidth == 64) *f++ = 'q';
-  } else if (spec.modifier != 0) {
-    *f++ = spec.modifier;
+    if (layout.flags & FlagBit(flag)) *f++ = flag;
+  if (layout.hasWidth) f += snprintf(f, 12, "%u", layout.width);
+  if (layout.hasPrecision) f += snprintf(f, 13, ".%u", layout.precision);
+  if (layout.modifier == 'I') {
+    if (layout.iWidth == 32) *f++ = 'l';
+    else if (layout.iWidth == 64) *f++ = 'q';
+  } else if (layout.modifier != 0) {
+    *f++ = layout.modifier;
   }
-  *f++ = spec.conversion;
+  *f++ = layout.conversion;
   *f = 0;
-  unsigned capacity = static_cast<unsigned>(PieceCapacity(spec));
+  unsigned capacity = static_cast<unsigned>(PieceCapacity(layout));
   if (stringArgument) {
-    const size_t length = GuardedLength(pointer, spec.conversion == 'S' || spec.modifier == 'l');
+    const size_t length = GuardedLength(pointer, layout.conversion == 'S' || layout.modifier == 'l');
     if (length > capacity) capacity = length > 0x7FFFFFF0u ? 0x7FFFFFF0u : static_cast<unsigned>(length);
   }
   locale.Enter();
@@ -478,7 +478,7 @@ void RenderBySystem(Output& out, CLocaleScope& locale, const Spec& spec, uint64_
   if (room == nullptr) return;  // the output has failed for good
   int written = -1;
   const bool completed = CallGuarded("orvvsnprintf", [&] {
-    switch (spec.valueType) {
+    switch (layout.valueType) {
       case FmtValues::kInt32: written = snprintf(room, capacity + size_t{1}, format, static_cast<int>(value)); break;
       case FmtValues::kInt64: written = snprintf(room, capacity + size_t{1}, format, static_cast<long long>(value)); break;
       case FmtValues::kDouble: {
@@ -494,17 +494,17 @@ void RenderBySystem(Output& out, CLocaleScope& locale, const Spec& spec, uint64_
   else out.Append("(error)", 7);
 }
 
-void RenderDirective(Output& out, CLocaleScope& locale, const Spec& spec, uint64_t value) {
-  switch (spec.conversion) {
+void RenderDirective(Output& out, CLocaleScope& locale, const Layout& layout, uint64_t value) {
+  switch (layout.conversion) {
     case 'd': case 'i': case 'o': case 'u': case 'x': case 'X':
-      RenderInteger(out, spec, value);
+      RenderInteger(out, layout, value);
       return;
     case 'e': case 'E': case 'f': case 'g': case 'G':
-      if (RenderReal(out, spec, value)) return;
+      if (RenderReal(out, layout, value)) return;
       break;
     case 'c':
-      if (spec.modifier != 0) break;
-      RenderChar(out, spec, value);
+      if (layout.modifier != 0) break;
+      RenderChar(out, layout, value);
       return;
     case 's': {
       const char* text = reinterpret_cast<const char*>(static_cast<uintptr_t>(value));
@@ -512,8 +512,8 @@ void RenderDirective(Output& out, CLocaleScope& locale, const Spec& spec, uint64
         out.Append("(null)", 6);
         return;
       }
-      if (spec.modifier != 0) break;
-      if (!RenderString(out, spec, text)) out.Append("(error)", 7);
+      if (layout.modifier != 0) break;
+      if (!RenderString(out, layout, text)) out.Append("(error)", 7);
       return;
     }
     case 'S':
@@ -525,7 +525,7 @@ void RenderDirective(Output& out, CLocaleScope& locale, const Spec& spec, uint64
     default:
       break;
   }
-  RenderBySystem(out, locale, spec, value);
+  RenderBySystem(out, locale, layout, value);
 }
 
 }  // namespace
@@ -751,17 +751,17 @@ AnsiStr FmtTable::GetStr() {
     const Record* record = m_table[r];
     out.Append(record->literal, record->literalLength);
     if (!record->isDirective || !record->hasValue) continue;
-    Spec spec;
-    for (unsigned i = 0; i < record->flagCount; ++i) spec.flags |= FlagBit(record->flags[i]);
-    spec.hasWidth = !record->widthAbsent && record->width != kUnknown;
-    spec.width = spec.hasWidth ? record->width : 0;
-    spec.hasPrecision = !record->precisionAbsent && record->precision != kUnknown;
-    spec.precision = spec.hasPrecision ? record->precision : 0;
-    spec.modifier = record->modifier;
-    spec.iWidth = record->iWidth;
-    spec.conversion = record->conversion;
-    spec.valueType = record->valueType;
-    RenderDirective(out, locale, spec, record->value);
+    Layout layout;
+    for (unsigned i = 0; i < record->flagCount; ++i) layout.flags |= FlagBit(record->flags[i]);
+    layout.hasWidth = !record->widthAbsent && record->width != kUnknown;
+    layout.width = layout.hasWidth ? record->width : 0;
+    layout.hasPrecision = !record->precisionAbsent && record->precision != kUnknown;
+    layout.precision = layout.hasPrecision ? record->precision : 0;
+    layout.modifier = record->modifier;
+    layout.iWidth = record->iWidth;
+    layout.conversion = record->conversion;
+    layout.valueType = record->valueType;
+    RenderDirective(out, locale, layout, record->value);
   }
   return out.Result();
 }
@@ -810,58 +810,58 @@ bool OnePass(const char* p, va_list args, Output& out, CLocaleScope& locale) {
         break;
     }
     const char* q = p + 1;
-    Spec spec;
+    Layout layout;
     uint32_t position = 0;
     if (ReadPosition(q, position)) return false;
     while (const uint8_t bit = FlagBit(*q)) {
-      spec.flags |= bit;
+      layout.flags |= bit;
       ++q;
     }
     if (*q == '*') {
       if (*++q >= '0' && *q <= '9') return false;
       const int width = va_arg(args, int);
-      spec.hasWidth = true;
-      if (width < 0) spec.flags |= kLeft;  // a negative width is a '-' flag and its magnitude
-      spec.width = width < 0 ? static_cast<uint32_t>(-static_cast<int64_t>(width)) : static_cast<uint32_t>(width);
+      layout.hasWidth = true;
+      if (width < 0) layout.flags |= kLeft;  // a negative width is a '-' flag and its magnitude
+      layout.width = width < 0 ? static_cast<uint32_t>(-static_cast<int64_t>(width)) : static_cast<uint32_t>(width);
     } else {
-      spec.hasWidth = ReadNumber(q, spec.width);
+      layout.hasWidth = ReadNumber(q, layout.width);
     }
     if (*q == '.') {
-      spec.hasPrecision = true;
+      layout.hasPrecision = true;
       if (*++q == '*') {
         if (*++q >= '0' && *q <= '9') return false;
         const int precision = va_arg(args, int);
-        spec.hasPrecision = precision >= 0;  // a negative precision is taken as none
-        spec.precision = precision >= 0 ? static_cast<uint32_t>(precision) : 0;
-      } else if (!ReadNumber(q, spec.precision)) {
-        spec.precision = 0;  // "." alone is a precision of 0
+        layout.hasPrecision = precision >= 0;  // a negative precision is taken as none
+        layout.precision = precision >= 0 ? static_cast<uint32_t>(precision) : 0;
+      } else if (!ReadNumber(q, layout.precision)) {
+        layout.precision = 0;  // "." alone is a precision of 0
       }
     }
     switch (*q) {
-      case 'h': spec.modifier = 'h'; q += q[1] == 'h' ? 2 : 1; break;
-      case 'l': spec.modifier = q[1] == 'l' ? 'q' : 'l'; q += q[1] == 'l' ? 2 : 1; break;
-      case 'L': case 'q': case 'j': case 'z': case 't': spec.modifier = 'q'; ++q; break;
+      case 'h': layout.modifier = 'h'; q += q[1] == 'h' ? 2 : 1; break;
+      case 'l': layout.modifier = q[1] == 'l' ? 'q' : 'l'; q += q[1] == 'l' ? 2 : 1; break;
+      case 'L': case 'q': case 'j': case 'z': case 't': layout.modifier = 'q'; ++q; break;
       case 'I': {
         uint32_t bits = 0;
         ++q;
         if (ReadNumber(q, bits)) {
-          spec.modifier = 'I';
-          spec.iWidth = bits < 256 ? static_cast<uint8_t>(bits) : 0;
+          layout.modifier = 'I';
+          layout.iWidth = bits < 256 ? static_cast<uint8_t>(bits) : 0;
         } else {
-          spec.modifier = 'q';
+          layout.modifier = 'q';
         }
         break;
       }
       default: break;
     }
     if (!IsConversion(*q)) return false;
-    spec.conversion = *q;
-    spec.valueType = ValueClass(spec.conversion, spec.modifier, spec.iWidth);
+    layout.conversion = *q;
+    layout.valueType = ValueClass(layout.conversion, layout.modifier, layout.iWidth);
     uint64_t value = 0;
-    switch (spec.valueType) {
+    switch (layout.valueType) {
       case FmtValues::kInt32: {
         const int v = va_arg(args, int);
-        value = IsSigned(spec.conversion) ? static_cast<uint64_t>(static_cast<int64_t>(v)) : static_cast<uint32_t>(v);
+        value = IsSigned(layout.conversion) ? static_cast<uint64_t>(static_cast<int64_t>(v)) : static_cast<uint32_t>(v);
         break;
       }
       case FmtValues::kInt64: value = static_cast<uint64_t>(va_arg(args, long long)); break;
@@ -874,25 +874,25 @@ bool OnePass(const char* p, va_list args, Output& out, CLocaleScope& locale) {
       default: return false;
     }
     p = q + 1;
-    // The commonest directives, plain %d %i %u %x %X, skip the layout altogether.
-    if (spec.flags == 0 && !spec.hasWidth && !spec.hasPrecision && spec.modifier != 'h') {
-      if (IsSigned(spec.conversion)) {
+    // The commonest directives, plain %d %i %u %x %X, skip the padding altogether.
+    if (layout.flags == 0 && !layout.hasWidth && !layout.hasPrecision && layout.modifier != 'h') {
+      if (IsSigned(layout.conversion)) {
         const int64_t v = static_cast<int64_t>(value);
         AppendDecimal(out, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v), v < 0);
         continue;
       }
-      if (spec.conversion == 'u') {
+      if (layout.conversion == 'u') {
         AppendDecimal(out, value, false);
         continue;
       }
-      if (spec.conversion == 'x' || spec.conversion == 'X') {
+      if (layout.conversion == 'x' || layout.conversion == 'X') {
         char digits[16];
-        const char* start = WriteHex(digits + sizeof digits, value, spec.conversion == 'X');
+        const char* start = WriteHex(digits + sizeof digits, value, layout.conversion == 'X');
         out.Append(start, static_cast<size_t>(digits + sizeof digits - start));
         continue;
       }
     }
-    RenderDirective(out, locale, spec, value);
+    RenderDirective(out, locale, layout, value);
   }
 }
 

@@ -121,15 +121,15 @@ TEST(Formatter, LayoutMatchesTheRuntimeFormatter) {
   const double reals[] = {0.0, -0.0, 0.5, 1.5, 2.5, -3.14159265, 1e-7, 123456.789, 9.9999999, 1e22, -1e300, 5e-324,
                           0.1, 1234567890123.0, 0.000123456};
   for (int i = 0; i < 20000; ++i) {
-    std::string spec = "%";
+    std::string pattern = "%";
     for (const char flag : {'-', '+', ' ', '#', '0'})
-      if (random() % 4 == 0) spec += flag;
+      if (random() % 4 == 0) pattern += flag;
     const int width = random() % 3 == 0 ? -1 : static_cast<int>(random() % 3 == 0 ? 130 + random() % 4 : random() % 14);
-    if (width >= 0) spec += std::to_string(width);
+    if (width >= 0) pattern += std::to_string(width);
     const int precision = random() % 3 == 0 ? -1 : static_cast<int>(random() % 5 == 0 ? 140 : random() % 20);
-    if (precision >= 0) spec += random() % 8 == 0 && precision == 0 ? "." : "." + std::to_string(precision);
+    if (precision >= 0) pattern += random() % 8 == 0 && precision == 0 ? "." : "." + std::to_string(precision);
     const char conversion = "diuoxXcseEfgG"[random() % 13];
-    std::string ours = spec, theirs = spec;
+    std::string ours = pattern, theirs = pattern;
     Argument a{FmtValues::kInt32, static_cast<int64_t>(random()) >> (random() % 64), reals[random() % 15], texts[random() % 4]};
     if (random() % 3 == 0) a.real = std::ldexp(static_cast<double>(random() % 1000000) - 500000, static_cast<int>(random() % 80) - 60);
     char expected[512];
