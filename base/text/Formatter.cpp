@@ -88,33 +88,62 @@ class CLocaleScope {
 // ---- Output ------------------------------------------------------------------------------
 
 // Output: the result string itself, built in place (no copy at the end): pieces are written
-// straight into the body's free room.
+// straight into the body's free room. The room is taken from the builder a window at a time
+// and handed back (committed) when the window runs out or the result is taken, so a piece
+// costs a comparison and a copy, not two calls into the builder.
 class Output {
  public:
   Output() : m_builder(300) {}  // room for a bounded piece of 128 and the text around it
   void Append(const char* text, size_t length) {
     if (length == 0) return;
-    if (length <= 16) {  // the usual piece: a few digits or a short literal, no call
-      char* to = m_builder.Reserve(static_cast<uint32_t>(length));
-      if (to == nullptr) return;
-      for (size_t i = 0; i < length; ++i) to[i] = text[i];
-      m_builder.Commit(static_cast<uint32_t>(length));
+    if (length <= static_cast<size_t>(m_end - m_at) || Refill(length) != nullptr) {
+      if (length <= 16) {  // the usual piece: a few digits or a short literal, no call
+        for (size_t i = 0; i < length; ++i) m_at[i] = text[i];
+      } else {
+        memcpy(m_at, text, length);
+      }
+      m_at += length;
       return;
     }
-    while (length > 0) {  // pieces past 4 GiB cannot exist, but stay within the view's 32 bits
+    if (m_builder.IsFailed()) return;
+    while (length > 0) {  // pieces past 2 GiB cannot have a window: straight into the builder
       const uint32_t part = length > 0x7FFFFFFFu ? 0x7FFFFFFFu : static_cast<uint32_t>(length);
       m_builder.Append(AnsiSubStr(text, part));
       text += part;
       length -= part;
     }
   }
-  // Room: where n more bytes and a terminator can be written in place, or null.
-  char* Room(size_t n) { return n < 0x7FFFFFFFu ? m_builder.Reserve(static_cast<uint32_t>(n)) : nullptr; }
-  void Commit(size_t n) { m_builder.Commit(static_cast<uint32_t>(n)); }
-  AnsiStr Result() { return m_builder.Detach(); }
+  // Room: where n more bytes can be written in place (Commit tells how many were), or null.
+  char* Room(size_t n) { return n <= static_cast<size_t>(m_end - m_at) ? m_at : Refill(n); }
+  void Commit(size_t n) { m_at += n; }
+  AnsiStr Result() {
+    Flush();
+    return m_builder.Detach();
+  }
 
  private:
+  static constexpr size_t kWindow = 256;
+  // Flush: hands what the window holds to the builder and closes the window.
+  void Flush() {
+    if (m_start != nullptr) m_builder.Commit(static_cast<uint32_t>(m_at - m_start));
+    m_start = m_at = m_end = nullptr;
+  }
+  // Refill: a new window of at least n bytes, or null (too large, or the builder failed).
+  char* Refill(size_t n) {
+    Flush();
+    if (n >= 0x7FFFFFFFu) return nullptr;
+    const size_t size = n > kWindow ? n : kWindow;
+    char* to = m_builder.Reserve(static_cast<uint32_t>(size));
+    if (to == nullptr) return nullptr;
+    m_start = m_at = to;
+    m_end = to + size;
+    return to;
+  }
+
   AnsiStrBuilder m_builder;
+  char* m_start = nullptr;
+  char* m_at = nullptr;
+  char* m_end = nullptr;
 };
 
 // Two digits a step: half the dependent divisions of a digit-by-digit loop.
