@@ -113,8 +113,9 @@ class Output {
       length -= part;
     }
   }
-  // Room: where n more bytes can be written in place (Commit tells how many were), or null.
-  char* Room(size_t n) { return n <= static_cast<size_t>(m_end - m_at) ? m_at : Refill(n); }
+  // Room: where n more bytes and a terminator can be written in place (Commit tells how many
+  // were), or null.
+  char* Room(size_t n) { return m_at != nullptr && n <= static_cast<size_t>(m_end - m_at) ? m_at : Refill(n); }
   void Commit(size_t n) { m_at += n; }
   AnsiStr Result() {
     Flush();
@@ -349,11 +350,13 @@ class Piece {
   Piece(Output& out, size_t capacity) : m_out(out), m_to(out.Room(capacity)), m_room(m_to != nullptr ? capacity : 0) {}
   void Fill(char c, size_t n) {
     if (n > m_room - m_length) n = m_room - m_length;
+    if (n == 0) return;  // a piece without room has no buffer at all
     memset(m_to + m_length, c, n);
     m_length += n;
   }
   void Put(const char* text, size_t n) {
     if (n > m_room - m_length) n = m_room - m_length;
+    if (n == 0) return;
     memcpy(m_to + m_length, text, n);
     m_length += n;
   }

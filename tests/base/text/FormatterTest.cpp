@@ -193,6 +193,14 @@ TEST(Formatter, OnePassAndTablePathsAgree) {
   }
 }
 
+TEST(Formatter, EmptyPiecesAnywhere) {
+  // A piece with nothing to write, before anything else was written, still has its place.
+  EXPECT_EQ(F(FmtArgs("%s", "")), "");
+  EXPECT_EQ(F(FmtArgs("%s%s", "", "x")), "x");
+  EXPECT_EQ(F(FmtArgs("%.0s|%s", "abc", "")), "|");
+  EXPECT_EQ(F(FmtArgs("%-0s%c", "", 'y')), "y");
+}
+
 AnsiStr ViaList(const char* format, ...) {
   va_list args;
   va_start(args, format);
