@@ -17,6 +17,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 
 #include "base/core/LastError.h"
@@ -449,24 +450,42 @@ class BaseJSONScanner {
       m_pos = p;
       return kInteger;
     }
+    // A real: its significant digits gather in value (scale: the power of ten they miss) as
+    // long as 18 of them fit; more digits leave the reading to the exact converter.
+    int significant = value != 0 ? static_cast<int>(p - digits) : 0;
+    int scale = 0;
     if (*p == '.') {
       ++p;
       if (*p < '0' || *p > '9') {
         m_pos = p;
         return Fail("real truncated at point");
       }
-      while (*p >= '0' && *p <= '9') ++p;
+      for (; *p >= '0' && *p <= '9'; ++p, --scale) {
+        value = value * 10 + static_cast<uint64_t>(*p - '0');
+        if (value != 0 && ++significant > 18) {
+          while (*p >= '0' && *p <= '9') ++p;
+          break;
+        }
+      }
     }
     if ((*p | 0x20) == 'e') {
       // An exponent without digits is not part of the number: the scan resumes at the 'e'.
       const char* e = p + 1;
+      const bool down = *e == '-';
       if (*e == '+' || *e == '-') ++e;
       if (*e >= '0' && *e <= '9') {
-        while (*e >= '0' && *e <= '9') ++e;
+        int exponent = 0;
+        for (; *e >= '0' && *e <= '9'; ++e)
+          if (exponent < 100000) exponent = exponent * 10 + (*e - '0');
+        scale += down ? -exponent : exponent;
         p = e;
       }
     }
     m_pos = p;
+    if (significant <= 18 && ScaleExactly(value, scale, real)) {
+      if (negative) real = -real;
+      return kReal;
+    }
     const std::from_chars_result read = std::from_chars(start, p, real);
     if (read.ec == std::errc() && read.ptr == p) return kReal;
     if (read.ptr == start && read.ec == std::errc::invalid_argument) return Fail("number out of range (underflow)");
@@ -476,6 +495,28 @@ class BaseJSONScanner {
     real = strtod_l(start, nullptr, s_c);
     if (std::isinf(real)) return Fail("number out of range (overflow)");
     return kReal;
+  }
+
+  // ScaleExactly: digits x 10^scale rounded to the nearest double, when that can be had from
+  // one rounding in extended precision: digits (below 10^18) and 10^|scale| (|scale| up to 27)
+  // are exact in its 64-bit significand, so the product or quotient is off by at most half of
+  // its last place. Rounding that on to 53 bits is right unless it lies within that much of a
+  // halfway point between two doubles (its low eleven bits 0x3FF to 0x401); those, and every
+  // other scale, are left to the exact converter.
+  static bool ScaleExactly(uint64_t digits, int scale, double& out) {
+    static constexpr long double kPowers[] = {1e0L,  1e1L,  1e2L,  1e3L,  1e4L,  1e5L,  1e6L,  1e7L,  1e8L,  1e9L,
+                                              1e10L, 1e11L, 1e12L, 1e13L, 1e14L, 1e15L, 1e16L, 1e17L, 1e18L, 1e19L,
+                                              1e20L, 1e21L, 1e22L, 1e23L, 1e24L, 1e25L, 1e26L, 1e27L};
+    static_assert(std::numeric_limits<long double>::digits == 64, "extended precision is needed");
+    if (scale < -27 || scale > 27) return false;
+    long double x = static_cast<long double>(static_cast<int64_t>(digits));
+    x = scale < 0 ? x / kPowers[-scale] : x * kPowers[scale];
+    uint64_t significand;
+    memcpy(&significand, &x, sizeof significand);
+    const unsigned low = static_cast<unsigned>(significand & 0x7FF);
+    if (low >= 0x3FF && low <= 0x401) return false;
+    out = static_cast<double>(x);
+    return true;
   }
 
   static constexpr uint32_t kNameSlots = 256;

@@ -6,11 +6,14 @@
 #include <pthread.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "base/text/Formatter.h"
 
@@ -135,6 +138,45 @@ TEST(Json, ValuesReadAndWritten) {
     EXPECT_EQ(value.GetType(), row.type) << row.text;
     EXPECT_EQ(Compact(value), row.compact) << row.text;
   }
+}
+
+// Reals are read to the nearest double, exactly as strtod reads them in the C locale: random
+// digit strings of every length and scale, the halfway cases of the fast path, and every
+// number of the benchmark documents.
+TEST(Json, RealsReadAsStrtodReadsThem) {
+  std::vector<std::string> numbers = {"9007199254740993.0", "0.1", "2.2250738585072011e-308", "4.9e-324",
+                                      "1.7976931348623157e308", "123456789012345678e-27", "8.98846567431158e307",
+                                      "0.000000000000000000000000000001", "-0.0", "5e-1", "1.00000000000000011102230246251565"};
+  uint64_t state = 0x9E3779B97F4A7C15ull;
+  auto next = [&state] { return (state = state * 6364136223846793005ull + 1442695040888963407ull) >> 33; };
+  for (int i = 0; i < 200000; ++i) {
+    std::string digits = std::to_string(1 + next() % 9);
+    for (uint64_t n = next() % 20; n > 0; --n) digits += static_cast<char>('0' + next() % 10);
+    const size_t point = 1 + next() % std::min<size_t>(digits.size(), 18);  // integral parts fit 64 bits
+    std::string text = digits.substr(0, point) + "." + (point < digits.size() ? digits.substr(point) : "0");
+    if (next() % 2 != 0) text += "e" + std::to_string(static_cast<int>(next() % 70) - 35);
+    numbers.push_back(text);
+  }
+  for (const char* name : {"canada.json", "citm_catalog.json", "twitter.json"}) {
+    const std::string document = ReadFile(std::string(ORVGUI_TEST_CORPUS) + "/json/bench/" + name);
+    for (size_t at = 0; (at = document.find_first_of("-0123456789", at)) != std::string::npos;) {
+      const size_t end = document.find_first_not_of("-+.eE0123456789", at);
+      const std::string text = document.substr(at, end - at);
+      const bool outsideStrings = strchr("[,: \n", document[at - 1]) != nullptr && strchr(",]}\r\n ", document[end]) != nullptr;
+      if (outsideStrings && text.find_first_of(".eE") != std::string::npos) numbers.push_back(text);
+      at = end;
+    }
+  }
+  size_t wrong = 0;
+  for (const std::string& text : numbers) {
+    Val value;
+    AnsiStr error;
+    ASSERT_TRUE(JSON2Val(text.c_str(), value, error)) << text << ": " << error.GetStr();
+    const double expected = strtod(text.c_str(), nullptr);
+    const double got = value.GetFloat();
+    if (memcmp(&expected, &got, sizeof got) != 0 && ++wrong < 10) ADD_FAILURE() << text;
+  }
+  EXPECT_EQ(wrong, 0u) << "of " << numbers.size();
 }
 
 TEST(Json, PrettyFormAndWriterFailures) {
