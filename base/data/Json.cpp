@@ -17,7 +17,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <new>
 
 #include "base/core/LastError.h"
@@ -168,6 +167,36 @@ inline unsigned ValidUtf8(const unsigned char* p, const unsigned char* end) {
   }
   return 0;
 }
+
+// Fives: 5^k, and floor(2^shift / 5^k) with shift making it a 128-bit number with its top
+// bit set, for k up to 27.
+struct Fives {
+  uint64_t power[28] = {};
+  unsigned __int128 reciprocal[28] = {};
+  int shift[28] = {};
+  constexpr Fives() {
+    uint64_t five = 1;
+    for (int k = 0; k < 28; ++k, five *= 5) {
+      power[k] = five;
+      if (k == 0) continue;
+      const int bits = 64 - __builtin_clzll(five);
+      shift[k] = 127 + bits;
+      // Long division of 2^shift by 5^k, a bit at a time; the quotient fits 128 bits.
+      unsigned __int128 quotient = 0;
+      uint64_t remainder = 0;
+      for (int bit = shift[k]; bit >= 0; --bit) {
+        remainder = remainder * 2 + (bit == shift[k] ? 1 : 0);
+        quotient <<= 1;
+        if (remainder >= five) {
+          remainder -= five;
+          quotient |= 1;
+        }
+      }
+      reciprocal[k] = quotient;
+    }
+  }
+};
+constexpr Fives kFives{};
 
 // ReadHex4: the four hex digits at p.
 bool ReadHex4(const char* p, uint32_t& value, AnsiStr& error) {
@@ -434,6 +463,7 @@ class BaseJSONScanner {
     const char* digits = p;
     uint64_t value = 0;
     bool overflow = false;
+    p = TakeDigits(p, value);
     while (*p >= '0' && *p <= '9') {
       const uint64_t digit = static_cast<uint64_t>(*p - '0');
       if (value > (UINT64_MAX - digit) / 10) overflow = true;
@@ -450,9 +480,9 @@ class BaseJSONScanner {
       m_pos = p;
       return kInteger;
     }
-    // A real: its significant digits gather in value (scale: the power of ten they miss) as
-    // long as 18 of them fit; more digits leave the reading to the exact converter.
-    int significant = value != 0 ? static_cast<int>(p - digits) : 0;
+    // A real: its digits gather in value (scale: the power of ten they miss) while value stays
+    // below 10^18; a longer one is left to the exact converter.
+    bool exact = true;
     int scale = 0;
     if (*p == '.') {
       ++p;
@@ -460,12 +490,12 @@ class BaseJSONScanner {
         m_pos = p;
         return Fail("real truncated at point");
       }
-      for (; *p >= '0' && *p <= '9'; ++p, --scale) {
-        value = value * 10 + static_cast<uint64_t>(*p - '0');
-        if (value != 0 && ++significant > 18) {
-          while (*p >= '0' && *p <= '9') ++p;
-          break;
-        }
+      const char* fraction = p;
+      p = TakeDigits(p, value);
+      scale = static_cast<int>(fraction - p);
+      if (*p >= '0' && *p <= '9') {
+        exact = false;
+        while (*p >= '0' && *p <= '9') ++p;
       }
     }
     if ((*p | 0x20) == 'e') {
@@ -482,7 +512,7 @@ class BaseJSONScanner {
       }
     }
     m_pos = p;
-    if (significant <= 18 && ScaleExactly(value, scale, real)) {
+    if (exact && ScaleExactly(value, scale, real)) {
       if (negative) real = -real;
       return kReal;
     }
@@ -497,25 +527,78 @@ class BaseJSONScanner {
     return kReal;
   }
 
-  // ScaleExactly: digits x 10^scale rounded to the nearest double, when that can be had from
-  // one rounding in extended precision: digits (below 10^18) and 10^|scale| (|scale| up to 27)
-  // are exact in its 64-bit significand, so the product or quotient is off by at most half of
-  // its last place. Rounding that on to 53 bits is right unless it lies within that much of a
-  // halfway point between two doubles (its low eleven bits 0x3FF to 0x401); those, and every
-  // other scale, are left to the exact converter.
+  // TakeDigits: the decimal digits at p taken into value (times ten plus the digit each) while
+  // value stays below 10^18; returns the end of what was taken. Runs of up to eight digits
+  // are taken at once while the text lasts.
+  const char* TakeDigits(const char* p, uint64_t& value) const {
+    static constexpr uint64_t kTens[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+    while (value < 10000000000ull && m_end - p >= 8) {
+      uint64_t eight;
+      memcpy(&eight, p, sizeof eight);
+      // The first byte that is no digit has its flag set; later flags may be wrong, and
+      // later bytes are not used.
+      const uint64_t flags = ((eight + 0x4646464646464646ull) | (eight - 0x3030303030303030ull)) & 0x8080808080808080ull;
+      const unsigned count = flags != 0 ? static_cast<unsigned>(__builtin_ctzll(flags)) / 8 : 8;
+      if (count == 0) return p;
+      // The digits move to the high end, behind zeros; then pairs, fours and eight combine.
+      eight = (eight - 0x3030303030303030ull) << (8 * (8 - count));
+      eight = eight * 10 + (eight >> 8);
+      eight = (((eight & 0x000000FF000000FFull) * (100 + (1000000ull << 32))) +
+               (((eight >> 16) & 0x000000FF000000FFull) * (1 + (10000ull << 32)))) >> 32;
+      value = value * kTens[count] + (eight & 0xFFFFFFFFu);
+      p += count;
+      if (count < 8) return p;
+    }
+    for (; *p >= '0' && *p <= '9' && value < 100000000000000000ull; ++p) value = value * 10 + static_cast<uint64_t>(*p - '0');
+    return p;
+  }
+
+  // ScaleExactly: digits x 10^scale rounded to the nearest double, for scales within 27 (the
+  // powers of five up to 5^27 fit 64 bits). Upwards the product with 5^scale is exact in 128
+  // bits and rounds exactly. Downwards the digits are multiplied by 2^n / 5^-scale cut to 128
+  // bits; the cut leaves the top 128 bits of the product short by less than two units (four
+  // once moved up by a place), which decides the rounding unless the bits below the double's
+  // last place lie just under half of it; those few are left to the exact converter.
   static bool ScaleExactly(uint64_t digits, int scale, double& out) {
-    static constexpr long double kPowers[] = {1e0L,  1e1L,  1e2L,  1e3L,  1e4L,  1e5L,  1e6L,  1e7L,  1e8L,  1e9L,
-                                              1e10L, 1e11L, 1e12L, 1e13L, 1e14L, 1e15L, 1e16L, 1e17L, 1e18L, 1e19L,
-                                              1e20L, 1e21L, 1e22L, 1e23L, 1e24L, 1e25L, 1e26L, 1e27L};
-    static_assert(std::numeric_limits<long double>::digits == 64, "extended precision is needed");
-    if (scale < -27 || scale > 27) return false;
-    long double x = static_cast<long double>(static_cast<int64_t>(digits));
-    x = scale < 0 ? x / kPowers[-scale] : x * kPowers[scale];
-    uint64_t significand;
-    memcpy(&significand, &x, sizeof significand);
-    const unsigned low = static_cast<unsigned>(significand & 0x7FF);
-    if (low >= 0x3FF && low <= 0x401) return false;
-    out = static_cast<double>(x);
+    using U128 = unsigned __int128;
+    if (scale < -27 || scale > 27 || digits > static_cast<uint64_t>(INT64_MAX)) return false;
+    if (digits == 0) {
+      out = 0;
+      return true;
+    }
+    U128 product;
+    int exponent;  // the double is product x 2^exponent before rounding
+    bool exactly = true;
+    if (scale >= 0) {
+      product = static_cast<U128>(digits) * kFives.power[scale];
+      exponent = scale;
+    } else {
+      const int normalise = __builtin_clzll(digits);
+      const uint64_t w = digits << normalise;
+      const U128 low = static_cast<U128>(w) * static_cast<uint64_t>(kFives.reciprocal[-scale]);
+      const U128 high = static_cast<U128>(w) * static_cast<uint64_t>(kFives.reciprocal[-scale] >> 64);
+      product = high + (low >> 64);  // the top 128 of the 192 bits
+      exponent = 64 - kFives.shift[-scale] - normalise + scale;
+      exactly = false;
+    }
+    // With its top bit at 127 the product is the 53 bits of the double, then 75 bits to round.
+    const uint64_t high = static_cast<uint64_t>(product >> 64);
+    const int normalise = high != 0 ? __builtin_clzll(high) : 64 + __builtin_clzll(static_cast<uint64_t>(product));
+    product <<= normalise;
+    exponent += 75 - normalise;
+    const uint64_t top = static_cast<uint64_t>(product >> 64);
+    const uint64_t bottom = static_cast<uint64_t>(product);
+    uint64_t mantissa = top >> 11;
+    const uint64_t rest = top & 0x7FF;  // with bottom below it; half is 0x400 and zeros
+    const bool tie = rest == 0x400 && bottom == 0;
+    if (!exactly && (tie || (rest == 0x3FF && bottom >= UINT64_MAX - 3))) return false;  // short by under 4 now
+    if (rest > 0x400 || (rest == 0x400 && bottom != 0) || (tie && (mantissa & 1) != 0)) ++mantissa;
+    if (mantissa == uint64_t{1} << 53) {
+      mantissa >>= 1;
+      ++exponent;
+    }
+    const uint64_t bits = (static_cast<uint64_t>(exponent + 52 + 1023) << 52) | (mantissa & ((uint64_t{1} << 52) - 1));
+    memcpy(&out, &bits, sizeof out);
     return true;
   }
 
