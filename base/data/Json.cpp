@@ -21,6 +21,7 @@
 
 #include "base/core/LastError.h"
 #include "base/text/Formatter.h"
+#include "private/text/RealText.h"
 
 namespace OrvGuiBase {
 
@@ -962,9 +963,11 @@ struct Writer {
       case VAL_FLOAT: {
         const double real = value.GetFloat();
         if (!std::isfinite(real)) return Fail("unsupported value (infinite or NaN real)");
-        char* p = out.Room(64);
+        char* p = out.Room(32);
         if (p == nullptr) return Fail("out of memory");
-        out.Commit(static_cast<size_t>(std::to_chars(p, p + 64, real, std::chars_format::general, 15).ptr - p));
+        *p = '-';  // kept only for a negative real
+        const size_t sign = std::signbit(real) ? 1 : 0;
+        out.Commit(static_cast<size_t>(Internal::WriteGeneral(p + sign, p + 32, std::fabs(real), 15) - p));
         return true;
       }
       case VAL_DATE: {

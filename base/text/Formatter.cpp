@@ -31,6 +31,8 @@
 #include "base/core/ParticleAllocator.h"
 #include "base/text/Escapes.h"
 #include "base/text/WideStr.h"
+#include "private/text/DecimalDigits.h"
+#include "private/text/RealText.h"
 
 namespace OrvGuiBase {
 
@@ -147,65 +149,12 @@ class Output {
   char* m_end = nullptr;
 };
 
-// Two digits a step: half the dependent divisions of a digit-by-digit loop.
-constexpr char kDigitPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
-
-void WritePair(char* to, unsigned n) { memcpy(to, kDigitPairs + 2 * n, 2); }
-void WriteFour(char* to, unsigned n) {  // exactly four digits: two independent halves
-  WritePair(to, n / 100);
-  WritePair(to + 2, n % 100);
-}
-
-// WriteDecimal: the digits of value ending at end; returns their start. Eight digits at a time
-// from a 64-bit value, then four: short dependency chains, 32-bit arithmetic where it fits.
-char* WriteDecimal(char* end, uint64_t value) {
-  while (value >= 100000000) {
-    const uint64_t high = value / 100000000;
-    const auto low = static_cast<uint32_t>(value - high * 100000000);
-    end -= 8;
-    WriteFour(end, low / 10000);
-    WriteFour(end + 4, low % 10000);
-    value = high;
-  }
-  auto n = static_cast<uint32_t>(value);
-  if (n >= 10000) {
-    end -= 4;
-    WriteFour(end, n % 10000);
-    n /= 10000;
-  }
-  if (n >= 100) {
-    end -= 2;
-    WritePair(end, n % 100);
-    n /= 100;
-  }
-  if (n >= 10) {
-    end -= 2;
-    WritePair(end, n);
-  } else {
-    *--end = static_cast<char>('0' + n);
-  }
-  return end;
-}
-
-// DecimalDigits: the number of digits of value (1 for 0): a guess from the bit length, then
-// one comparison with a power of ten. Powers of ten are even, so value | 1 has as many digits.
-unsigned DecimalDigits(uint64_t value) {
-  static constexpr uint64_t kPowers[20] = {1ull, 10ull, 100ull, 1000ull, 10000ull, 100000ull, 1000000ull,
-      10000000ull, 100000000ull, 1000000000ull, 10000000000ull, 100000000000ull, 1000000000000ull,
-      10000000000000ull, 100000000000000ull, 1000000000000000ull, 10000000000000000ull,
-      100000000000000000ull, 1000000000000000000ull, 10000000000000000000ull};
-  value |= 1;
-  const unsigned guess = ((64 - static_cast<unsigned>(__builtin_clzll(value))) * 1233) >> 12;  // log10(2) ~ 1233/4096
-  return guess + 1 - (value < kPowers[guess] ? 1 : 0);
-}
+using Internal::WriteDecimal;
 
 // AppendDecimal: the digits written straight into the output, the minus sign first. (Digits
 // written to a scratch buffer and copied in one wide move would stall on store forwarding.)
 void AppendDecimal(Output& out, uint64_t value, bool negative) {
-  const unsigned length = DecimalDigits(value) + (negative ? 1 : 0);
+  const unsigned length = Internal::DecimalLength(value) + (negative ? 1 : 0);
   char* to = out.Room(length);
   if (to == nullptr) return;
   *to = '-';  // overwritten by the first digit when the value is not negative
@@ -441,13 +390,18 @@ bool RenderReal(Output& out, const Layout& layout, uint64_t bits) {
   if (!std::isfinite(real) || (layout.flags & kAlt) || layout.modifier == 'h') return false;
   const uint32_t precision = layout.hasPrecision ? layout.precision : 6;
   if (precision > kMaxRealPrecision) return false;
-  std::chars_format style = std::chars_format::fixed;
-  if (layout.conversion == 'e' || layout.conversion == 'E') style = std::chars_format::scientific;
-  if (layout.conversion == 'g' || layout.conversion == 'G') style = std::chars_format::general;
   char text[kMaxRealPrecision + 330];  // the 309 digits of the largest double, the point, the fraction
-  const std::to_chars_result result = std::to_chars(text, text + sizeof text, std::fabs(real), style, static_cast<int>(precision));
-  if (result.ec != std::errc()) return false;
-  const size_t length = static_cast<size_t>(result.ptr - text);
+  char* textEnd;
+  if (layout.conversion == 'g' || layout.conversion == 'G') {
+    textEnd = Internal::WriteGeneral(text, text + sizeof text, std::fabs(real), precision);
+  } else {
+    const std::chars_format style =
+        layout.conversion == 'e' || layout.conversion == 'E' ? std::chars_format::scientific : std::chars_format::fixed;
+    const std::to_chars_result result = std::to_chars(text, text + sizeof text, std::fabs(real), style, static_cast<int>(precision));
+    textEnd = result.ec == std::errc() ? result.ptr : nullptr;
+  }
+  if (textEnd == nullptr) return false;
+  const size_t length = static_cast<size_t>(textEnd - text);
   if (layout.conversion == 'E' || layout.conversion == 'G')
     for (size_t i = 0; i < length; ++i)
       if (text[i] == 'e') text[i] = 'E';

@@ -14,6 +14,7 @@
 
 #include "base/core/LastError.h"
 #include "base/process/Setup.h"
+#include "private/text/DecimalDigits.h"
 #include "private/text/NumberSign.h"
 
 namespace OrvGuiBase {
@@ -23,62 +24,9 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Writers.
 //
-// The digits of a value come least significant first. Rather than writing them forwards and
-// reversing the run in place, we count them first (from the bit width, corrected by one
-// comparison with a power of ten) and write them backwards from their final place, two at a
-// time from a table of the pairs 00..99 (half the divisions): the same text, no reversal and
-// no copy.
+// Digits are written backwards from their final place (see DecimalDigits.h).
 
-constexpr char kDigitPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
-
-constexpr uint64_t kPowersOfTen[20] = {1u,
-                                       10u,
-                                       100u,
-                                       1000u,
-                                       10000u,
-                                       100000u,
-                                       1000000u,
-                                       10000000u,
-                                       100000000u,
-                                       1000000000u,
-                                       10000000000u,
-                                       100000000000u,
-                                       1000000000000u,
-                                       10000000000000u,
-                                       100000000000000u,
-                                       1000000000000000u,
-                                       10000000000000000u,
-                                       100000000000000000u,
-                                       1000000000000000000u,
-                                       10000000000000000000u};
-
-// DecimalLength: the count of decimal digits of value (1 for 0). 1233 / 4096 is just above
-// log10(2), so the estimate is the length or one less. Setting the lowest bit makes 0 count as
-// 1 and never crosses a power of ten (those are even, the numbers just below them odd).
-inline unsigned DecimalLength(uint64_t value) {
-  value |= 1;
-  const unsigned estimate = (static_cast<unsigned>(std::bit_width(value)) * 1233) >> 12;
-  return estimate + (value >= kPowersOfTen[estimate] ? 1 : 0);
-}
-
-template <class U>
-inline void WriteDigitsBackwards(char* last, U value) {
-  while (value >= 100) {
-    const unsigned pair = static_cast<unsigned>(value % 100) * 2;
-    value /= 100;
-    last -= 2;
-    memcpy(last, kDigitPairs + pair, 2);
-  }
-  if (value >= 10) {
-    last -= 2;
-    memcpy(last, kDigitPairs + static_cast<unsigned>(value) * 2, 2);
-  } else {
-    *--last = static_cast<char>('0' + value);
-  }
-}
+using Internal::DecimalLength;
 
 template <class U>
 inline char* WriteUnsigned(char* buffer, U magnitude, bool negative) {
@@ -87,7 +35,7 @@ inline char* WriteUnsigned(char* buffer, U magnitude, bool negative) {
   if (negative) *p++ = '-';
   const unsigned length = DecimalLength(magnitude);
   p[length] = 0;
-  WriteDigitsBackwards(p + length, magnitude);
+  Internal::WriteDecimal(p + length, static_cast<uint64_t>(magnitude));
   return buffer;
 }
 
