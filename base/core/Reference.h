@@ -28,6 +28,15 @@ class ORVGUI_API Reference {
       LinkFailed(this, count);
   }
 
+  // LinkUnpublished: Link for a body that no other thread can reach yet (made by this thread
+  // and handed to nobody else so far): a plain increment instead of an atomic one.
+  void LinkUnpublished() noexcept {
+    const int32_t count = m_count.load(std::memory_order_relaxed) + 1;
+    m_count.store(count, std::memory_order_relaxed);
+    if (count < 2) [[unlikely]]
+      LinkFailed(this, count);
+  }
+
   // Unlink: drop a reference; true when it was the last one and the caller must free the body.
   // Aborts when the new count is negative.
   [[nodiscard]] bool Unlink() noexcept {

@@ -471,7 +471,13 @@ class BaseJSONScanner {
     strHash = m_strict || memchr(text, 0, length) == nullptr ? h : Imp::Hash(text);
     AnsiStr& cached = m_names[(h ^ (h >> 9)) & (kNameSlots - 1)];
     if (Imp::KeyLength(cached) == length && length != 0 && memcmp(cached.GetStr(), text, length) == 0) {
-      str = cached;
+      // The cached names are this parse's own until the document is handed back: their counts
+      // need no atomic steps.
+      AnsiStr::Imp* body;
+      memcpy(&body, static_cast<const void*>(&cached), sizeof body);
+      body->LinkUnpublished();
+      str = AnsiStr();
+      memcpy(static_cast<void*>(&str), &body, sizeof body);
       return;
     }
     str = length != 0 ? AnsiStr(text, length) : AnsiStr();
