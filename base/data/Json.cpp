@@ -391,6 +391,24 @@ class BaseJSONScanner {
     return Fail("invalid token");
   }
 
+  // NextPunct: Next where the grammar expects the punctuation c. Trying c first gives each
+  // place a branch of its own, which the processor learns, in front of the shared dispatch.
+  int NextPunct(char c) {
+    const char* p = SkipBlanks(m_pos);
+    m_pos = p;
+    if (*p != c) return Next();
+    punct = c;
+    m_pos = p + 1;
+    return token = kPunct;
+  }
+
+  // NextName: Next where an object expects a member name.
+  int NextName() {
+    const char* p = SkipBlanks(m_pos);
+    m_pos = p;
+    return *p == '"' ? (token = ScanString(p)) : Next();
+  }
+
   int Fail(const char* text) {
     error = text;
     return token = kError;
@@ -694,7 +712,7 @@ class JSONParser {
       case BaseJSONScanner::kError: m_failed = true; return 0;
       default: Fail("value expected"); return 0;
     }
-    s.Next();
+    s.NextPunct(',');
     return value.DetachWord();
   }
 
@@ -706,7 +724,7 @@ class JSONParser {
     NextInside(object);
     if (IsPunct(object ? '}' : ']')) {
       --m_depth;
-      m_scanner.Next();
+      m_scanner.NextPunct(',');
       return object ? VAL_DIC : VAL_VEC;  // the empty map and array hold no body
     }
     for (;;) {
@@ -724,14 +742,18 @@ class JSONParser {
     }
     const uint64_t word = object ? BuildObject(base) : BuildArray(base);
     --m_depth;
-    m_scanner.Next();
+    m_scanner.NextPunct(',');
     return word;
   }
 
   // NextInside: the next token; inside an object it may be a member name, shared when seen.
   __attribute__((noinline)) void NextInside(bool object) {
-    m_scanner.nameMode = object;
-    m_scanner.Next();
+    if (!object) {
+      m_scanner.Next();
+      return;
+    }
+    m_scanner.nameMode = true;
+    m_scanner.NextName();
     m_scanner.nameMode = false;
   }
 
@@ -741,7 +763,7 @@ class JSONParser {
     if (s.token != BaseJSONScanner::kString) return Fail("string or '}' expected");
     if (m_memberCount == m_memberCapacity && !GrowMembers()) return Fail("out of memory");
     new (&m_members[m_memberCount++]) Entry{std::move(s.str), s.strHash, Val()};
-    s.Next();
+    s.NextPunct(':');
     if (!IsPunct(':')) return Fail("':' expected");
     s.Next();
     return true;
