@@ -2,6 +2,7 @@
 #include "base/data/KVMap.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "base/core/ParticleAllocator.h"
@@ -123,7 +124,22 @@ Imp* Imp::Build(Entry* entries, uint32_t count) noexcept {
   for (uint32_t i = 0; i < count; ++i) {
     Entry& entry = entries[i];
     IndexArray* chain = body->buckets[entry.hash % kBuckets];
-    const uint32_t found = body->FindKey(entry.key.GetStr(), KeyLength(entry.key), entry.hash % kBuckets);
+    uint32_t found = used;
+    if (used == i) {
+      // No duplicate so far: key k came from entry k, whose hash tells most keys apart (a large
+      // object of numeric names has many of one length in a bucket).
+      const uint32_t length = KeyLength(entry.key);
+      for (uint32_t c = 0; c < chain->count; ++c) {
+        const uint32_t k = chain->items[c];
+        if (entries[k].hash == entry.hash && KeyLength(names[k]) == length &&
+            memcmp(names[k].GetStr(), entry.key.GetStr(), length) == 0) {
+          found = k;
+          break;
+        }
+      }
+    } else {
+      found = body->FindKey(entry.key.GetStr(), KeyLength(entry.key), entry.hash % kBuckets);
+    }
     if (found < used) {
       slots[found] = std::move(entry.value);
       entry.key = AnsiStr();
