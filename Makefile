@@ -70,7 +70,7 @@ test-tsan: deps
 bench: deps
 	cmake --preset dev -B build/bench -DCMAKE_BUILD_TYPE=Release -DORVGUI_BUILD_TESTS=OFF
 	cmake --build build/bench -j $(JOBS)
-	@for b in build/bench/bench/bench_*; do echo "== $$b"; $$b || exit 1; done
+	@for b in build/bench/bench/bench_*; do echo "== $$b"; $$b $(BENCH_ARGS) || exit 1; done
 	@for lib in libjemalloc.so.2 libtcmalloc_minimal.so.4; do \
 	  path=$$(ls /usr/lib/*/$$lib 2>/dev/null | head -1); [ -n "$$path" ] || continue; \
 	  echo "== glibc variants with $$lib preloaded"; \
