@@ -247,11 +247,12 @@ AnsiStr EscapeByTable(AnsiSubStr text, const char* const* replacements) {
 struct ReplacementTable {
   const char* entries[128] = {};
   explicit ReplacementTable(const char* apostrophe) {
-    entries['&'] = "&amp;";
-    entries['<'] = "&lt;";
-    entries['>'] = "&gt;";
-    entries['"'] = "&quot;";
-    entries['\''] = apostrophe;
+    auto at = [this](char c) -> const char*& { return entries[static_cast<unsigned char>(c)]; };
+    at('&') = "&amp;";
+    at('<') = "&lt;";
+    at('>') = "&gt;";
+    at('"') = "&quot;";
+    at('\'') = apostrophe;
   }
 };
 
