@@ -1,6 +1,7 @@
 // KVMap.cpp: the buckets, the insertion-ordered arrays and their compaction.
 #include "base/data/KVMap.h"
 
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -75,7 +76,7 @@ Imp* Imp::Create(uint32_t capacity) noexcept {
 void Imp::Release(Imp* body) noexcept {
   if (body == nullptr || !body->Unlink()) return;
   for (IndexArray* bucket : body->buckets)
-    if (!body->IsPooled(bucket)) FreeIndexArray(bucket);
+    if ((bucket != nullptr) & !body->IsPooled(bucket)) FreeIndexArray(bucket);  // a branch taken only for a grown bucket
   if (body->pool != nullptr) FreeParticle(body->poolBytes, body->pool);
   // The values are released one by one here, with the least stack per nesting level, when
   // this body is their only owner; the value array then goes with nothing left in it.
@@ -95,10 +96,14 @@ Imp* Imp::Build(Entry* entries, uint32_t count) noexcept {
   Imp* body = Create();
   if (body == nullptr) return nullptr;
   uint32_t perBucket[kBuckets] = {};
-  for (uint32_t i = 0; i < count; ++i) ++perBucket[entries[i].hash % kBuckets];
+  unsigned usedBuckets = 0;  // a bit per bucket with a key
+  for (uint32_t i = 0; i < count; ++i) {
+    const unsigned b = entries[i].hash % kBuckets;
+    ++perBucket[b];
+    usedBuckets |= 1u << b;
+  }
   // All buckets in one block: a parsed object costs four allocations, whatever its size.
-  size_t bytes = 0;
-  for (unsigned b = 0; b < kBuckets; ++b) bytes += perBucket[b] != 0 ? IndexBytes(perBucket[b]) : 0;
+  const size_t bytes = sizeof(uint32_t) * size_t{count} + sizeof(IndexArray) * static_cast<size_t>(std::popcount(usedBuckets));
   if (bytes > 0) {
     if (bytes > 0xFFFFFFFFu || (body->pool = AllocParticle(bytes)) == nullptr) {
       ReportArrayAllocFail(bytes, count);
@@ -107,8 +112,8 @@ Imp* Imp::Build(Entry* entries, uint32_t count) noexcept {
     }
     body->poolBytes = static_cast<uint32_t>(bytes);
     char* next = static_cast<char*>(body->pool);
-    for (unsigned b = 0; b < kBuckets; ++b) {
-      if (perBucket[b] == 0) continue;
+    for (unsigned rest = usedBuckets; rest != 0; rest &= rest - 1) {
+      const unsigned b = static_cast<unsigned>(std::countr_zero(rest));
       IndexArray* bucket = reinterpret_cast<IndexArray*>(next);
       bucket->capacity = perBucket[b];
       bucket->count = 0;

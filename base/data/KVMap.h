@@ -55,8 +55,8 @@ class ORVGUI_API KVMap<AnsiStr, Val, Val, 13> {
     uint32_t poolBytes = 0;
 
     bool IsPooled(const IndexArray* bucket) const noexcept {
-      const char* p = reinterpret_cast<const char*>(bucket);
-      return pool != nullptr && p >= static_cast<const char*>(pool) && p < static_cast<const char*>(pool) + poolBytes;
+      // One unsigned comparison: below the pool wraps around to a large distance.
+      return reinterpret_cast<uintptr_t>(bucket) - reinterpret_cast<uintptr_t>(pool) < poolBytes;
     }
 
     // Create: an empty body with room for capacity keys (null, reported, without memory).
