@@ -472,6 +472,21 @@ class BaseJSONScanner {
     return kString;
   }
 
+  // SameName: whether the cached name holds the length bytes at text. Names are short: up to
+  // sixteen bytes are compared as two words when both sides have that much room (a body of
+  // such a name has sixteen bytes of text room or more).
+  bool SameName(const AnsiStr& cached, const char* text, uint32_t length) const {
+    const AnsiStr::Imp* body;
+    memcpy(&body, static_cast<const void*>(&cached), sizeof body);
+    if (length > 16 || body->capacity < 16 || m_end - text < 16) return memcmp(body->text, text, length) == 0;
+    uint64_t a[2], b[2];
+    memcpy(a, body->text, sizeof a);
+    memcpy(b, text, sizeof b);
+    const uint64_t lowMask = length >= 8 ? ~uint64_t{0} : (uint64_t{1} << (8 * length)) - 1;
+    const uint64_t highMask = length <= 8 ? 0 : length == 16 ? ~uint64_t{0} : (uint64_t{1} << (8 * (length - 8))) - 1;
+    return (((a[0] ^ b[0]) & lowMask) | ((a[1] ^ b[1]) & highMask)) == 0;
+  }
+
   // MakeStr: the token text; a name is looked up in the cache of recent names first.
   void MakeStr(const char* text, uint32_t length) {
     if (!nameMode) {
@@ -488,7 +503,7 @@ class BaseJSONScanner {
     // where the map's hash ends.
     strHash = m_strict || memchr(text, 0, length) == nullptr ? h : Imp::Hash(text);
     AnsiStr& cached = m_names[(h ^ (h >> 9)) & (kNameSlots - 1)];
-    if (Imp::KeyLength(cached) == length && length != 0 && memcmp(cached.GetStr(), text, length) == 0) {
+    if (Imp::KeyLength(cached) == length && length != 0 && SameName(cached, text, length)) {
       // The cached names are this parse's own until the document is handed back: their counts
       // need no atomic steps.
       AnsiStr::Imp* body;

@@ -179,6 +179,36 @@ TEST(Json, RealsReadAsStrtodReadsThem) {
   EXPECT_EQ(wrong, 0u) << "of " << numbers.size();
 }
 
+// Names are shared between members only when their bytes are equal: thousands of short
+// names from a small alphabet, many of one length landing on one cache slot, come back exactly.
+TEST(Json, NamesSharedOnlyWhenEqual) {
+  std::vector<std::string> names;
+  uint64_t state = 7;
+  std::string text = "[";
+  for (int round = 0; round < 2; ++round) {
+    text += round == 0 ? "{" : ",{";
+    for (int i = 0; i < 3000; ++i) {
+      if (round == 0) {
+        std::string name;
+        for (uint64_t n = 1 + (state = state * 6364136223846793005ull + 1) % 20; n > 0; --n)
+          name += static_cast<char>('a' + ((state = state * 6364136223846793005ull + 1) >> 60) % 3);
+        names.push_back(name + std::to_string(i));  // unique, and of every length up to 25
+      }
+      text += (i == 0 ? "\"" : ",\"") + names[static_cast<size_t>(i)] + "\":" + std::to_string(i);
+    }
+    text += "}";
+  }
+  text += "]";
+  Val value;
+  AnsiStr error;
+  ASSERT_TRUE(Parse(text, value, error)) << error.GetStr();
+  for (uint32_t object = 0; object < 2; ++object) {
+    const ValDic dic = value.GetVec()[object].GetDic();
+    ASSERT_EQ(dic.GetKeys().GetCount(), names.size());
+    for (uint32_t i = 0; i < names.size(); ++i) ASSERT_STREQ(dic.GetKeys()[i].GetStr(), names[i].c_str()) << i;
+  }
+}
+
 TEST(Json, PrettyFormAndWriterFailures) {
   Val value;
   AnsiStr error, text;
