@@ -785,7 +785,7 @@ class JSONParser {
     return true;
   }
 
-  __attribute__((noinline)) bool Store(bool object, uint64_t word) {
+  bool Store(bool object, uint64_t word) {
     if (object) {
       m_members[m_memberCount - 1].value = Val::AdoptWord(word);
       return true;
