@@ -103,8 +103,16 @@ void Val::Unlink(unsigned type, void* object) noexcept {
       ArrayImp* body = static_cast<ArrayImp*>(object);
       if (!body->ref.Unlink()) break;
       uint64_t* slots = body->GetSlots();
-      for (uint32_t i = 0; i < body->count; ++i)
-        if (slots[i] & kOwner) Unlink(static_cast<unsigned>(slots[i] & kTypeMask), WordPointer(slots[i]));
+      for (uint32_t i = 0; i < body->count; ++i) {
+        if (!(slots[i] & kOwner)) continue;
+        const unsigned elementType = static_cast<unsigned>(slots[i] & kTypeMask);
+        void* element = WordPointer(slots[i]);
+        if (elementType == VAL_FLOAT || elementType == VAL_INT) {  // boxes, the most common owned elements
+          if (static_cast<Box*>(element)->Unlink()) FreeParticle(sizeof(Box), element);
+        } else {
+          Unlink(elementType, element);
+        }
+      }
       ArrayImp::FreeBlock(body);
       break;
     }
