@@ -801,9 +801,7 @@ class JSONParser {
   __attribute__((noinline)) uint64_t BuildArray(size_t base) {
     const uint32_t count = static_cast<uint32_t>(m_wordCount - base);
     Array<Val> array;
-    array.Reserve(count).SetCount(count);
-    // The words move into the array's zeroed slots; the stack forgets them.
-    memcpy(static_cast<void*>(const_cast<Val*>(array.GetData())), m_words + base, sizeof(uint64_t) * count);
+    array.MoveIn(reinterpret_cast<Val*>(m_words + base), count);  // the stack forgets them
     m_wordCount = base;
     Val value;
     value.SetVec(std::move(array));

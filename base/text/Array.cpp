@@ -25,7 +25,7 @@ uint32_t ArrayImp::GetGrowCapacity(uint64_t needed) noexcept {
   return capacity > kMaxCount ? kMaxCount : static_cast<uint32_t>(capacity);
 }
 
-ArrayImp* ArrayImp::Alloc(uint64_t capacity) noexcept {
+ArrayImp* ArrayImp::Alloc(uint64_t capacity, bool zeroSlots) noexcept {
   if (capacity == 0) capacity = 1;
   const uint64_t bytes = GetBlockSize(capacity);
   void* block = capacity <= kMaxCount ? AllocParticle(bytes) : nullptr;
@@ -35,7 +35,8 @@ ArrayImp* ArrayImp::Alloc(uint64_t capacity) noexcept {
   }
   ArrayImp* body = new (block) ArrayImp;
   body->capacity = static_cast<uint32_t>(capacity);
-  memset(body->GetSlots(), 0, bytes - sizeof(ArrayImp));  // the slots and the spare slot
+  if (zeroSlots) memset(body->GetSlots(), 0, bytes - sizeof(ArrayImp));  // the slots and the spare slot
+  else body->GetSlots()[capacity] = 0;
   return body;
 }
 

@@ -50,8 +50,9 @@ struct ORVGUI_API ArrayImp {
   // copies each element a bounded number of times.
   static uint32_t GetGrowCapacity(uint64_t needed) noexcept;
   // Alloc: a body of capacity (at least 1) zeroed slots, reference count 1, count 0. Never
-  // null: when the block cannot be had it reports the failure and ends the process.
-  static ArrayImp* Alloc(uint64_t capacity) noexcept;
+  // null: when the block cannot be had it reports the failure and ends the process. With
+  // zeroSlots false only the spare slot after them is zeroed: the caller fills every slot.
+  static ArrayImp* Alloc(uint64_t capacity, bool zeroSlots = true) noexcept;
   // FreeBlock: gives the block back without touching the elements.
   static void FreeBlock(ArrayImp* body) noexcept;
   // CheckGrowth: ends the process (after event 801) when count + added passes 0xFFFFFFFF.
@@ -181,6 +182,18 @@ class Array {
     } else if (count < total) {
       Delete(count, total - count);
     }
+    return *this;
+  }
+  // MoveIn: the array becomes the count elements at from, moved in as bytes (the caller forgets
+  // them, as after a relocation), in a body of exactly count slots.
+  Array& MoveIn(T* from, uint32_t count) noexcept {
+    Release();
+    m_imp = nullptr;
+    if (count == 0) return *this;
+    ArrayImp* body = ArrayImp::Alloc(count, false);
+    memcpy(static_cast<void*>(body->GetSlots()), static_cast<const void*>(from), sizeof(T) * count);
+    body->count = count;
+    m_imp = body;
     return *this;
   }
   // Reserve: make room for at least capacity elements (exactly that many when it must grow).
