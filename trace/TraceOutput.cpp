@@ -8,8 +8,8 @@
 // behind slows the writers down instead of losing their lines. After a failure the pipe rests
 // for a second: a process without a viewer pays one failed open per second at most. A record
 // is one write of at most 1,025 bytes, which a FIFO delivers whole, so records of different
-// threads and processes never mix. SIGPIPE from a viewer that went away is blocked for the
-// write and consumed, never delivered to the host.
+// threads and processes never mix. SIGPIPE from a viewer that went away never reaches the
+// host: see OnPipeSignal.
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
@@ -23,6 +23,7 @@
 #include <cstring>
 
 #include "base/core/CriticalSection.h"
+#include "base/core/ExceptionFilter.h"
 #include "base/core/Init.h"
 #include "base/core/LazyStatic.h"
 #include "base/fs/File.h"
@@ -88,34 +89,42 @@ std::atomic<bool> g_initialised{false};
 std::atomic<unsigned> g_destination{kTraceToPipe};
 std::atomic<TraceStrHandler> g_handler{nullptr};
 
-// PipeSignalBlock: SIGPIPE blocked on this thread for its lifetime. A write that fails with
-// EPIPE raises it for this thread; Consume takes it back before the old mask returns.
-class PipeSignalBlock {
- public:
-  PipeSignalBlock() {
-    sigemptyset(&m_pipe);
-    sigaddset(&m_pipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &m_pipe, &m_previous);
-  }
-  ~PipeSignalBlock() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
-  PipeSignalBlock(const PipeSignalBlock&) = delete;
-  PipeSignalBlock& operator=(const PipeSignalBlock&) = delete;
-  // Consume: after an EPIPE, unless the thread had SIGPIPE blocked itself (then it stays
-  // pending for the host, as it would without us).
-  void Consume() {
-    if (sigismember(&m_previous, SIGPIPE)) return;
-    const timespec none{0, 0};
-    sigtimedwait(&m_pipe, nullptr, &none);
-  }
+// SIGPIPE. A write into a FIFO whose reader has gone raises SIGPIPE in the writing thread. The
+// pipe's writes are one at a time (under the context's lock), and the writing thread is named
+// in g_pipeWriter for the length of the write: OnPipeSignal swallows the signal of that write,
+// which then fails with EPIPE, and hands every other SIGPIPE on to the action the host had.
+// The handler is put in place when the pipe is opened, not for every line: blocking the signal
+// around each write would cost two system calls a line. A host that ignores SIGPIPE keeps its
+// SIG_IGN (which, unlike a handler, its children inherit across exec), and its writes need
+// nothing. A thread that blocks SIGPIPE itself finds it pending afterwards, as for any write.
+std::atomic<pthread_t> g_pipeWriter{0};
+struct sigaction g_pipePrevious;
 
- private:
-  sigset_t m_pipe, m_previous;
-};
+void OnPipeSignal(int signal, siginfo_t* info, void* context) {
+  if (pthread_equal(g_pipeWriter.load(std::memory_order_relaxed), pthread_self())) return;
+  OrvGuiBase::Internal::HandOnSignal(signal, info, context, g_pipePrevious, true);
+}
 
-bool WriteRecord(int fd, const char* record, size_t length, PipeSignalBlock& block) {
-  if (OrvGuiBase::Sys::Write(fd, record, length) == static_cast<ssize_t>(length)) return true;
-  if (errno == EPIPE) block.Consume();
-  return false;
+// GuardPipeSignal: OnPipeSignal in place unless the host ignores SIGPIPE (again after a host
+// replaced it). Called under the context's lock.
+void GuardPipeSignal() {
+  struct sigaction current {};
+  if (sigaction(SIGPIPE, nullptr, &current) != 0) return;
+  const bool ours = (current.sa_flags & SA_SIGINFO) != 0 && current.sa_sigaction == &OnPipeSignal;
+  if (ours || ((current.sa_flags & SA_SIGINFO) == 0 && current.sa_handler == SIG_IGN)) return;
+  struct sigaction action {};
+  action.sa_sigaction = &OnPipeSignal;
+  action.sa_flags = SA_SIGINFO | SA_RESTART;
+  sigemptyset(&action.sa_mask);
+  g_pipePrevious = current;
+  sigaction(SIGPIPE, &action, nullptr);
+}
+
+bool WriteRecord(int fd, const char* record, size_t length) {
+  g_pipeWriter.store(pthread_self(), std::memory_order_relaxed);
+  const bool written = OrvGuiBase::Sys::Write(fd, record, length) == static_cast<ssize_t>(length);
+  g_pipeWriter.store(0, std::memory_order_relaxed);
+  return written;
 }
 
 // The time-stamped form of the file and of standard error.
@@ -202,12 +211,10 @@ bool WritePipeRecord(const char* record, size_t length, bool force) noexcept {
   if (context == nullptr) return false;
   const int saved = errno;
   pthread_mutex_lock(&context->lock);
-  const uint64_t now = OrvGuiBase::GetClockTicks64();
   bool written = false;
-  if (force || context->lastFailure == 0 || now - context->lastFailure >= kPipeRestMs) {
-    PipeSignalBlock block;
+  if (force || context->lastFailure == 0 || OrvGuiBase::GetClockTicks64() - context->lastFailure >= kPipeRestMs) {
     if (context->pipe >= 0) {
-      written = WriteRecord(context->pipe, record, length, block);
+      written = WriteRecord(context->pipe, record, length);
       if (!written) {
         OrvGuiBase::Sys::Close(context->pipe);
         context->pipe = -1;
@@ -215,8 +222,9 @@ bool WritePipeRecord(const char* record, size_t length, bool force) noexcept {
     }
     if (!written) {
       context->pipe = OrvGuiBase::Sys::Open(kPipePath, O_WRONLY | O_APPEND | O_NONBLOCK);
+      if (context->pipe >= 0) GuardPipeSignal();
       written = context->pipe >= 0 && fcntl(context->pipe, F_SETFL, O_WRONLY | O_APPEND) == 0 &&
-                WriteRecord(context->pipe, record, length, block);
+                WriteRecord(context->pipe, record, length);
       if (!written) {
         if (context->pipe >= 0) OrvGuiBase::Sys::Close(context->pipe);
         context->pipe = -1;

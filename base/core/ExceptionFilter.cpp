@@ -92,20 +92,29 @@ void ExceptionFilter(int signal, siginfo_t* info, void* context) {
     backtrace_symbols_fd(frames, depth, STDERR_FILENO);
   }
   const int slot = SlotOf(signal);
-  if (slot >= 0 && g_hasSaved[slot]) {
-    const struct sigaction& previous = g_saved[slot];
-    if ((previous.sa_flags & SA_SIGINFO) != 0 && previous.sa_sigaction != nullptr) {
-      errno = saved;
-      previous.sa_sigaction(signal, info, context);
-      return;
-    }
-    if (previous.sa_handler != SIG_DFL && previous.sa_handler != SIG_IGN && previous.sa_handler != nullptr) {
-      errno = saved;
-      previous.sa_handler(signal);
-      return;
-    }
+  struct sigaction fallback {};
+  fallback.sa_handler = SIG_DFL;
+  errno = saved;
+  // An ignored fault would only come back: it ends the process too.
+  Internal::HandOnSignal(signal, info, context, slot >= 0 && g_hasSaved[slot] ? g_saved[slot] : fallback, false);
+}
+
+}  // namespace
+
+void Internal::HandOnSignal(int signal, siginfo_t* info, void* context, const struct sigaction& previous,
+                            bool honourIgnore) {
+  if ((previous.sa_flags & SA_SIGINFO) != 0 && previous.sa_sigaction != nullptr) {
+    previous.sa_sigaction(signal, info, context);
+    return;
   }
-  // No handler to hand on to: end the process the way the signal would have ended it.
+  if (previous.sa_handler == SIG_IGN && honourIgnore) return;
+  if (previous.sa_handler != SIG_DFL && previous.sa_handler != SIG_IGN && previous.sa_handler != nullptr) {
+    previous.sa_handler(signal);
+    return;
+  }
+  // No handler to hand on to: end the process the way the signal would have ended it (the
+  // signal is blocked while its handler runs and arrives once the handler returns).
+  const int saved = errno;
   struct sigaction fallback {};
   fallback.sa_handler = SIG_DFL;
   sigemptyset(&fallback.sa_mask);
@@ -113,8 +122,6 @@ void ExceptionFilter(int signal, siginfo_t* info, void* context) {
   raise(signal);
   errno = saved;
 }
-
-}  // namespace
 
 void InstallFatalSignalHandlers() {
   for (int i = 0; i < 4; ++i) {

@@ -26,6 +26,12 @@ ORVGUI_API void InstallFatalSignalHandlers();
 ORVGUI_API bool GetSavedSignalAction(int signal, struct sigaction* action);
 
 namespace Internal {
+// HandOnSignal: from a handler of the library, passes the signal on to the action that was in
+// place before it: that handler when there was one; nothing for SIG_IGN when honourIgnore;
+// otherwise the default action, restored and raised again, so the process ends as it would
+// have. Async-signal-safe.
+ORVGUI_API void HandOnSignal(int signal, siginfo_t* info, void* context, const struct sigaction& previous,
+                             bool honourIgnore);
 // PrimeExceptionInformation: prepares what the crash report needs (program name, the unwinder)
 // so that the handler itself never allocates.
 void PrimeExceptionInformation();

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
@@ -72,6 +73,49 @@ TEST(TracePipeWriter, WithoutAReaderTheWriterRestsForASecond) {
     return (std::string(1, '\0') + second).find(std::string("\0arrives\0", 9)) != std::string::npos ? 0 : 12;
   });
   EXPECT_EQ(result, 0) << "10 no reader, 11 the resting writer opened again, 12 the line after the rest was lost";
+}
+
+// A viewer that goes away while a process traces never kills the process, whatever the
+// process does with SIGPIPE; the process's own writes into a pipe without a reader still end it
+// under the default action and fail with EPIPE when it ignores the signal.
+TEST(TracePipeWriter, AViewerThatLeavesNeverKillsTheWriter) {
+  ASSERT_TRUE(mkfifo(kPipe, 0666) == 0 || errno == EEXIST);
+  for (const bool ignore : {false, true}) {
+    int report[2];
+    ASSERT_EQ(pipe(report), 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+      close(report[0]);
+      if (ignore) signal(SIGPIPE, SIG_IGN);
+      const int reader = open(kPipe, O_RDONLY | O_NONBLOCK);
+      if (reader < 0) _exit(10);
+      BecomeWriter(kTraceBare);
+      TraceStr(kTraceTrace, 1, nullptr, 0, "read");
+      close(reader);
+      TraceStr(kTraceTrace, 1, nullptr, 0, "into a pipe nobody reads");
+      struct sigaction now {};
+      sigaction(SIGPIPE, nullptr, &now);
+      if (ignore && now.sa_handler != SIG_IGN) _exit(11);  // an ignoring host keeps its SIG_IGN
+      if (write(report[1], "alive", 5) != 5) _exit(12);
+      int own[2];
+      if (pipe(own) != 0) _exit(13);
+      close(own[0]);
+      const bool failed = write(own[1], "x", 1) < 0 && errno == EPIPE;  // SIG_DFL ends the process here
+      _exit(failed ? 0 : 14);
+    }
+    close(report[1]);
+    char said[8] = {};
+    const ssize_t got = read(report[0], said, sizeof said);
+    close(report[0]);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_EQ(std::string(said, got > 0 ? static_cast<size_t>(got) : 0), "alive") << "ignore " << ignore;
+    if (ignore) {
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    } else {
+      EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << "status " << status;
+    }
+  }
 }
 
 struct Received {
