@@ -7,7 +7,8 @@
 //    trace pipe, read by a trace server in another process; beside syslog() into a system-log
 //    socket drained by another process, and fprintf + fflush of the same text into a pipe that
 //    another process drains (standard error as a viewer would read it). Target: at least ten
-//    times the lines per second of syslog() and at least those of fprintf.
+//    times the lines per second of syslog() and at least those of fprintf. A bare write(2) of
+//    the finished record into the same pipe shows the floor of any line.
 //
 // The machine may have no system-log socket; then the syslog peer runs in a private mount
 // namespace of this program with a socket of its own at /dev/log, so that syslog() does its
@@ -90,6 +91,27 @@ void TraceLine_orvgui(benchmark::State& state) {
   for (auto _ : state) TraceStr(kTraceTrace, 0x1, "bench", 1, kText);
 }
 BENCHMARK(TraceLine_orvgui)->Name("TraceLine/orvgui")->UseRealTime();
+
+// The floor: the finished record written with write(2) into the same pipe, read by the same
+// kind of viewer. A line costs at least this much however it is made.
+void TraceLine_write(benchmark::State& state) {
+  Child viewer([] {
+    volatile uint32_t* format = nullptr;
+    if (TraceInitServer(format, &OnTraceLine)) pause();
+  });
+  int pipe = -1;
+  for (int wait = 0; wait < 500 && pipe < 0; ++wait)
+    if ((pipe = open("/tmp/.ZelTracePipe", O_WRONLY | O_NONBLOCK)) < 0) usleep(10000);
+  if (pipe < 0) return state.SkipWithError("no trace server reads the pipe");
+  fcntl(pipe, F_SETFL, O_WRONLY);
+  char record[256];
+  const int length = snprintf(record, sizeof record, "TT|0x%X|0x%lX|bench: %s", static_cast<unsigned>(getpid()),
+                              0x7f0000001000ul, kText);
+  for (auto _ : state)
+    if (write(pipe, record, static_cast<size_t>(length) + 1) < 0) return state.SkipWithError("write failed");
+  close(pipe);
+}
+BENCHMARK(TraceLine_write)->Name("TraceLine/write")->UseRealTime();
 
 void TraceLine_fprintf(benchmark::State& state) {
   int ends[2];
