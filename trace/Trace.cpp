@@ -251,12 +251,11 @@ void EmitLine(LineBuilder& line, size_t prefixLength, unsigned indent, const cha
 // indentation + prefix + an 80-byte reserve for text fits into the line), and one that does not
 // fit is cut at the last character start in reach; the rest follows in further pieces, each
 // directly after the prefix.
-void TraceStr(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text) {
-  if (text == nullptr || !IsTraceInitialised()) return;
-  // The filter first, without touching the last error: a thread with a record answers from it.
-  if (TraceThreadData* existing = TraceThreadRecord::Peek();
-      existing != nullptr && (existing->stopCount != 0 || (existing->mask & bits) != bits)) [[likely]]
-    return;
+namespace {
+
+// WriteTraceText: TraceStr past the filter of a thread with a record; kept apart so that a
+// call the filter drops never sets up the line's stack frame.
+[[gnu::noinline]] void WriteTraceText(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text) {
   ErrorKeeper keep;
   TraceThreadData* record = GetTraceRecord();
   if (record != nullptr ? record->stopCount != 0 || (record->mask & bits) != bits : (0xFFFu & bits) != bits) return;
@@ -276,6 +275,17 @@ void TraceStr(unsigned kind, unsigned bits, const char* file, unsigned line, con
     if (*end == 0) return;
     start = end;
   }
+}
+
+}  // namespace
+
+void TraceStr(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text) {
+  if (text == nullptr || !IsTraceInitialised()) return;
+  // The filter first, without touching the last error: a thread with a record answers from it.
+  if (TraceThreadData* existing = TraceThreadRecord::Peek();
+      existing != nullptr && (existing->stopCount != 0 || (existing->mask & bits) != bits)) [[likely]]
+    return;
+  WriteTraceText(kind, bits, file, line, text);
 }
 
 void TraceMsg(unsigned kind, unsigned bits, const char* file, unsigned line, const char* text) {

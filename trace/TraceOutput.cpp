@@ -85,7 +85,6 @@ struct TraceFileState {
 };
 constinit OrvGuiBase::LazyStatic<TraceFileState> s_traceFile;
 
-std::atomic<bool> g_initialised{false};
 std::atomic<unsigned> g_destination{kTraceToPipe};
 std::atomic<TraceStrHandler> g_handler{nullptr};
 
@@ -199,7 +198,7 @@ void UnmapSharedFormat(int& descriptor, void*& mapping) noexcept {
   descriptor = -1;
 }
 
-bool IsTraceInitialised() noexcept { return g_initialised.load(std::memory_order_relaxed); }
+std::atomic<bool> g_traceInitialised{false};
 
 volatile uint32_t* GetSharedFormat() noexcept {
   TraceThreadContext* context = s_context.Get();
@@ -260,7 +259,7 @@ void WriteTraceLine(const char* line, size_t length) noexcept {
 
 void InitTraceAtLoad() {
   (void)s_traceFile.Get();
-  g_initialised.store(true, std::memory_order_relaxed);
+  g_traceInitialised.store(true, std::memory_order_relaxed);
 }
 
 }  // namespace Internal
@@ -285,7 +284,7 @@ void TraceSetStrHandler(TraceStrHandler handler) { g_handler.store(handler, std:
 
 void TraceShutdown() {
   const int saved = errno;
-  g_initialised.store(false);
+  g_traceInitialised.store(false);
   if (TraceFileState* state = s_traceFile.Get()) {
     OrvGuiBase::CriticalSectionContext hold(state->lock, "TraceShutdown");
     delete state->stream;

@@ -4,6 +4,7 @@
 // an empty record; they share what is declared here.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -43,8 +44,10 @@ inline TraceThreadData* GetTraceRecord() noexcept {
   return TraceThreadRecord::GetState() == 2 ? record : nullptr;
 }
 
-// IsTraceInitialised: set at load, cleared by TraceShutdown.
-bool IsTraceInitialised() noexcept;
+// IsTraceInitialised: set at load, cleared by TraceShutdown. Inline: every trace call, even
+// one whose bits are masked out, asks first.
+extern std::atomic<bool> g_traceInitialised;
+inline bool IsTraceInitialised() noexcept { return g_traceInitialised.load(std::memory_order_relaxed); }
 
 // GetSharedFormat: the shared format word, or null when it could not be mapped.
 volatile uint32_t* GetSharedFormat() noexcept;
