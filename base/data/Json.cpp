@@ -24,6 +24,7 @@
 
 #include "base/core/LastError.h"
 #include "base/text/Formatter.h"
+#include "private/text/DecimalDigits.h"
 #include "private/text/RealText.h"
 
 namespace OrvGuiBase {
@@ -1021,9 +1022,14 @@ struct Writer {
         else out.Add("false", 5);
         return true;
       case VAL_INT: {
-        char* p = out.Room(24);
+        const int64_t number = value.GetInt();
+        const uint64_t magnitude = number < 0 ? 0 - static_cast<uint64_t>(number) : static_cast<uint64_t>(number);
+        const size_t length = Internal::DecimalLength(magnitude) + (number < 0 ? 1 : 0);
+        char* p = out.Room(length);
         if (p == nullptr) return Fail("out of memory");
-        out.Commit(static_cast<size_t>(std::to_chars(p, p + 24, value.GetInt()).ptr - p));
+        *p = '-';  // kept only for a negative number
+        Internal::WriteDecimal(p + length, magnitude);
+        out.Commit(length);
         return true;
       }
       case VAL_FLOAT: {
