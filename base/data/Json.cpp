@@ -596,10 +596,14 @@ class BaseJSONScanner {
 
   // TakeDigits: the decimal digits at p taken into value (times ten plus the digit each) while
   // value stays below 10^18; returns the end of what was taken. Runs of up to eight digits
-  // are taken at once while the text lasts.
+  // are taken at once while the text lasts and they fit.
   const char* TakeDigits(const char* p, uint64_t& value) const {
     static constexpr uint64_t kTens[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
-    while (value < 10000000000ull && m_end - p >= 8) {
+    // kRoom[n]: value must be below it to take n more digits and stay below 10^18.
+    static constexpr uint64_t kRoom[] = {0, 100000000000000000ull, 10000000000000000ull, 1000000000000000ull,
+                                         100000000000000ull, 10000000000000ull, 1000000000000ull, 100000000000ull,
+                                         10000000000ull};
+    while (m_end - p >= 8) {
       uint64_t eight;
       memcpy(&eight, p, sizeof eight);
       // The first byte that is no digit has its flag set; later flags may be wrong, and
@@ -607,6 +611,7 @@ class BaseJSONScanner {
       const uint64_t flags = ((eight + 0x4646464646464646ull) | (eight - 0x3030303030303030ull)) & 0x8080808080808080ull;
       const unsigned count = flags != 0 ? static_cast<unsigned>(__builtin_ctzll(flags)) / 8 : 8;
       if (count == 0) return p;
+      if (value >= kRoom[count]) break;
       // The digits move to the high end, behind zeros; then pairs, fours and eight combine.
       eight = (eight - 0x3030303030303030ull) << (8 * (8 - count));
       eight = eight * 10 + (eight >> 8);
@@ -659,11 +664,11 @@ class BaseJSONScanner {
     const uint64_t rest = top & 0x7FF;  // with bottom below it; half is 0x400 and zeros
     const bool tie = rest == 0x400 && bottom == 0;
     if (!exactly && (tie || (rest == 0x3FF && bottom >= UINT64_MAX - 3))) return false;  // short by under 4 now
-    if (rest > 0x400 || (rest == 0x400 && bottom != 0) || (tie && (mantissa & 1) != 0)) ++mantissa;
-    if (mantissa == uint64_t{1} << 53) {
-      mantissa >>= 1;
-      ++exponent;
-    }
+    // Round to nearest, ties to even, without branches: the direction is as good as random.
+    mantissa += static_cast<uint64_t>((rest > 0x400) | ((rest == 0x400) & ((bottom != 0) | ((mantissa & 1) != 0))));
+    const unsigned carry = static_cast<unsigned>(mantissa >> 53);  // rounded up to 2^53
+    mantissa >>= carry;
+    exponent += static_cast<int>(carry);
     const uint64_t bits = (static_cast<uint64_t>(exponent + 52 + 1023) << 52) | (mantissa & ((uint64_t{1} << 52) - 1));
     memcpy(&out, &bits, sizeof out);
     return true;
