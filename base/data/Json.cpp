@@ -628,9 +628,9 @@ class BaseJSONScanner {
   // ScaleExactly: digits x 10^scale rounded to the nearest double, for scales within 27 (the
   // powers of five up to 5^27 fit 64 bits). Upwards the product with 5^scale is exact in 128
   // bits and rounds exactly. Downwards the digits are multiplied by 2^n / 5^-scale cut to 128
-  // bits; the cut leaves the top 128 bits of the product short by less than two units (four
-  // once moved up by a place), which decides the rounding unless the bits below the double's
-  // last place lie just under half of it; those few are left to the exact converter.
+  // bits; the cut leaves the top 128 bits of the product short by less than two units, which
+  // decides the rounding unless the bits below the double's last place lie just under half
+  // of it; those few are left to the exact converter.
   static bool ScaleExactly(uint64_t digits, int scale, double& out) {
     using U128 = unsigned __int128;
     if (scale < -27 || scale > 27 || digits > static_cast<uint64_t>(INT64_MAX)) return false;
@@ -638,34 +638,40 @@ class BaseJSONScanner {
       out = 0;
       return true;
     }
-    U128 product;
-    int exponent;  // the double is product x 2^exponent before rounding
-    bool exactly = true;
+    // The double's 53 bits are taken from the top word of a 128-bit product; the bits below
+    // them in that word (rest, half of the last place being half) and the bottom word round.
+    uint64_t top, bottom, rest, half, mantissa;
+    int exponent;  // the double is mantissa x 2^exponent before rounding
     if (scale >= 0) {
-      product = static_cast<U128>(digits) * kFives.power[scale];
-      exponent = scale;
+      U128 product = static_cast<U128>(digits) * kFives.power[scale];
+      const uint64_t high = static_cast<uint64_t>(product >> 64);
+      const int normalise = high != 0 ? __builtin_clzll(high) : 64 + __builtin_clzll(static_cast<uint64_t>(product));
+      product <<= normalise;  // the top bit at 127
+      top = static_cast<uint64_t>(product >> 64);
+      bottom = static_cast<uint64_t>(product);
+      mantissa = top >> 11;
+      rest = top & 0x7FF;
+      half = 0x400;
+      exponent = scale + 75 - normalise;
     } else {
       const int normalise = __builtin_clzll(digits);
       const uint64_t w = digits << normalise;
       const U128 low = static_cast<U128>(w) * static_cast<uint64_t>(kFives.reciprocal[-scale]);
       const U128 high = static_cast<U128>(w) * static_cast<uint64_t>(kFives.reciprocal[-scale] >> 64);
-      product = high + (low >> 64);  // the top 128 of the 192 bits
-      exponent = 64 - kFives.shift[-scale] - normalise + scale;
-      exactly = false;
+      const U128 product = high + (low >> 64);  // the top 128 of the 192 bits, top bit at 127 or 126
+      top = static_cast<uint64_t>(product >> 64);
+      bottom = static_cast<uint64_t>(product);
+      const unsigned cut = 10 + static_cast<unsigned>(top >> 63);
+      mantissa = top >> cut;
+      rest = top & ((uint64_t{1} << cut) - 1);
+      half = uint64_t{1} << (cut - 1);
+      exponent = 128 + static_cast<int>(cut) - kFives.shift[-scale] - normalise + scale;
+      // The cut made the product short by less than two units of its last bit: only a product
+      // just under a halfway point could round the other way.
+      if (rest == half - 1 ? bottom >= UINT64_MAX - 1 : rest == half && bottom == 0) return false;
     }
-    // With its top bit at 127 the product is the 53 bits of the double, then 75 bits to round.
-    const uint64_t high = static_cast<uint64_t>(product >> 64);
-    const int normalise = high != 0 ? __builtin_clzll(high) : 64 + __builtin_clzll(static_cast<uint64_t>(product));
-    product <<= normalise;
-    exponent += 75 - normalise;
-    const uint64_t top = static_cast<uint64_t>(product >> 64);
-    const uint64_t bottom = static_cast<uint64_t>(product);
-    uint64_t mantissa = top >> 11;
-    const uint64_t rest = top & 0x7FF;  // with bottom below it; half is 0x400 and zeros
-    const bool tie = rest == 0x400 && bottom == 0;
-    if (!exactly && (tie || (rest == 0x3FF && bottom >= UINT64_MAX - 3))) return false;  // short by under 4 now
     // Round to nearest, ties to even, without branches: the direction is as good as random.
-    mantissa += static_cast<uint64_t>((rest > 0x400) | ((rest == 0x400) & ((bottom != 0) | ((mantissa & 1) != 0))));
+    mantissa += static_cast<uint64_t>((rest > half) | ((rest == half) & ((bottom != 0) | ((mantissa & 1) != 0))));
     const unsigned carry = static_cast<unsigned>(mantissa >> 53);  // rounded up to 2^53
     mantissa >>= carry;
     exponent += static_cast<int>(carry);
