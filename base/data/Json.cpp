@@ -511,7 +511,7 @@ class BaseJSONScanner {
       AnsiStr::Imp* body;
       memcpy(&body, static_cast<const void*>(&cached), sizeof body);
       body->LinkUnpublished();
-      str = AnsiStr();
+      if (str.GetCapacity() != 0) str = AnsiStr();  // the last token is taken already, but for a failure
       memcpy(static_cast<void*>(&str), &body, sizeof body);
       return;
     }
