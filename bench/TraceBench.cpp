@@ -74,15 +74,25 @@ void TraceMasked_syslog(benchmark::State& state) {
 }
 BENCHMARK(TraceMasked_syslog)->Name("TraceMasked/syslog");
 
+// A viewer: a trace server in a child process, whose callback does nothing.
+void RunViewer() {
+  volatile uint32_t* format = nullptr;
+  if (TraceInitServer(format, &OnTraceLine)) pause();
+}
+
+// OpenViewerPipe: a blocking descriptor of the pipe once the viewer's server reads it, or -1
+// when it did not within five seconds.
+int OpenViewerPipe() {
+  int pipe = -1;
+  for (int wait = 0; wait < 500 && pipe < 0; ++wait)
+    if ((pipe = open("/tmp/.ZelTracePipe", O_WRONLY | O_NONBLOCK)) < 0) usleep(10000);
+  if (pipe >= 0) fcntl(pipe, F_SETFL, O_WRONLY);
+  return pipe;
+}
+
 void TraceLine_orvgui(benchmark::State& state) {
-  Child viewer([] {
-    volatile uint32_t* format = nullptr;
-    if (TraceInitServer(format, &OnTraceLine)) pause();
-  });
-  // Wait for the viewer's server to read the pipe.
-  int probe = -1;
-  for (int wait = 0; wait < 500 && probe < 0; ++wait)
-    if ((probe = open("/tmp/.ZelTracePipe", O_WRONLY | O_NONBLOCK)) < 0) usleep(10000);
+  Child viewer(RunViewer);
+  const int probe = OpenViewerPipe();
   if (probe < 0) return state.SkipWithError("no trace server reads the pipe");
   close(probe);
   usleep(1100 * 1000);  // past any rest a failed open of this process started
@@ -95,15 +105,9 @@ BENCHMARK(TraceLine_orvgui)->Name("TraceLine/orvgui")->UseRealTime();
 // The floor: the finished record written with write(2) into the same pipe, read by the same
 // kind of viewer. A line costs at least this much however it is made.
 void TraceLine_write(benchmark::State& state) {
-  Child viewer([] {
-    volatile uint32_t* format = nullptr;
-    if (TraceInitServer(format, &OnTraceLine)) pause();
-  });
-  int pipe = -1;
-  for (int wait = 0; wait < 500 && pipe < 0; ++wait)
-    if ((pipe = open("/tmp/.ZelTracePipe", O_WRONLY | O_NONBLOCK)) < 0) usleep(10000);
+  Child viewer(RunViewer);
+  const int pipe = OpenViewerPipe();
   if (pipe < 0) return state.SkipWithError("no trace server reads the pipe");
-  fcntl(pipe, F_SETFL, O_WRONLY);
   char record[256];
   const int length = snprintf(record, sizeof record, "TT|0x%X|0x%lX|bench: %s", static_cast<unsigned>(getpid()),
                               0x7f0000001000ul, kText);

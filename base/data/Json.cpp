@@ -633,7 +633,7 @@ class BaseJSONScanner {
   // of it; those few are left to the exact converter.
   static bool ScaleExactly(uint64_t digits, int scale, double& out) {
     using U128 = unsigned __int128;
-    if (scale < -27 || scale > 27 || digits > static_cast<uint64_t>(INT64_MAX)) return false;
+    if (scale < -27 || scale > 27) return false;
     if (digits == 0) {
       out = 0;
       return true;
